@@ -1,0 +1,40 @@
+# Single entry point: every target sets up the machine first, then builds with CMake and Ninja.
+JOBS ?= $(shell nproc)
+CMAKE_FLAGS ?=
+
+.PHONY: all setup build test test-asan test-tsan bench run clean
+
+all: build
+
+setup:
+	@scripts/setup.sh
+
+build/release/build.ninja: | setup
+	cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+
+build: setup build/release/build.ninja
+	cmake --build build/release -j $(JOBS)
+
+test: build
+	ctest --test-dir build/release --output-on-failure -j $(JOBS)
+
+test-asan: setup
+	cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZERVA_ASAN=ON -DZERVA_BUILD_BENCH=OFF $(CMAKE_FLAGS)
+	cmake --build build/asan -j $(JOBS)
+	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	  ctest --test-dir build/asan --output-on-failure -j $(JOBS)
+
+test-tsan: setup
+	cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZERVA_TSAN=ON -DZERVA_BUILD_BENCH=OFF $(CMAKE_FLAGS)
+	cmake --build build/tsan -j $(JOBS)
+	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+	  ctest --test-dir build/tsan --output-on-failure -j $(JOBS)
+
+bench: build
+	@for b in build/release/bench/bench_*; do [ -x "$$b" ] && "$$b" --benchmark_min_time=0.2 || true; done
+
+# The main job: until recording lands, the benchmarks are what the project runs.
+run: bench
+
+clean:
+	rm -rf build

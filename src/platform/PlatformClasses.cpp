@@ -2,8 +2,22 @@
 
 #include <mutex>
 
-#include "platform/CADisplayLink.h"
 #include "platform/NSTimer.h"
+#include "platform/CADisplayLink.h"
+#include "platform/CALayer.h"
+#include "platform/AVPlayerLayer.h"
+#include "platform/AVCaptureVideoPreviewLayer.h"
+#include "platform/CAMetalLayer.h"
+#include "platform/UIView.h"
+#include "platform/UIWindow.h"
+#include "platform/UIScrollView.h"
+#include "platform/UILabel.h"
+#include "platform/UITextField.h"
+#include "platform/UIImageView.h"
+#include "platform/WKWebView.h"
+#include "platform/UIViewController.h"
+#include "platform/UIApplication.h"
+#include "platform/UIScreen.h"
 
 namespace zerva {
 
@@ -13,6 +27,20 @@ void registerPlatformClasses() {
     NSObject::class_();
     NSTimer::class_();
     CADisplayLink::class_();
+    CALayer::class_();
+    AVPlayerLayer::class_();
+    AVCaptureVideoPreviewLayer::class_();
+    CAMetalLayer::class_();
+    UIView::class_();
+    UIWindow::class_();
+    UIScrollView::class_();
+    UILabel::class_();
+    UITextField::class_();
+    UIImageView::class_();
+    WKWebView::class_();
+    UIViewController::class_();
+    UIApplication::class_();
+    UIScreen::class_();
   });
 }
 

@@ -81,15 +81,16 @@ TEST(DispatchQueue, MainQueueRunsOnTheMainRunLoop) {
 }
 
 TEST(DispatchQueue, QueueReleasedByItsOwnBlockFinishesCleanly) {
-  auto queue = dispatch_queue_create("com.zerva.test.self", DISPATCH_QUEUE_SERIAL);
+  auto holder = dispatch_queue_create("com.zerva.test.self", DISPATCH_QUEUE_SERIAL);
+  std::atomic<bool> submitted{false};
   std::atomic<bool> done{false};
-  auto* raw = queue.get();
-  std::shared_ptr<DispatchQueue> holder = queue;
-  queue.reset();
-  raw->async([&holder, &done] {
+  auto* raw = holder.get();
+  raw->async([&] {
+    while (!submitted) std::this_thread::yield();
     holder.reset();  // the last reference goes away inside the queue's own block
     done = true;
   });
+  submitted = true;
   while (!done) std::this_thread::yield();
   SUCCEED();
 }

@@ -12,6 +12,7 @@
 #include "platform/UIWindow.h"
 #include "platform/UIScrollView.h"
 #include "platform/UILabel.h"
+#include "platform/UINavigationController.h"
 #include "platform/UITextField.h"
 #include "platform/UIImageView.h"
 #include "platform/WKWebView.h"
@@ -39,6 +40,7 @@ void registerPlatformClasses() {
     UIImageView::class_();
     WKWebView::class_();
     UIViewController::class_();
+    UINavigationController::class_();
     UIApplication::class_();
     UIScreen::class_();
   });

@@ -1,0 +1,74 @@
+#include "services/ZRHeatTimeHandler.h"
+
+#include "platform/ProcessClock.h"
+
+namespace zerva {
+
+namespace {
+std::shared_ptr<ZRHeatTimeHandler>& slot() {
+  static auto handler = std::make_shared<ZRHeatTimeHandler>();
+  return handler;
+}
+std::mutex& slotMutex() {
+  static std::mutex m;
+  return m;
+}
+}  // namespace
+
+std::shared_ptr<ZRHeatTimeHandler> ZRHeatTimeHandler::sharedHandler() {
+  std::lock_guard lock(slotMutex());
+  return slot();
+}
+
+void ZRHeatTimeHandler::resetSharedHandler() {
+  std::lock_guard lock(slotMutex());
+  slot() = std::make_shared<ZRHeatTimeHandler>();
+}
+
+std::optional<std::string> ZRHeatTimeHandler::currentScreenName() const {
+  std::lock_guard lock(mutex_);
+  return current_;
+}
+
+void ZRHeatTimeHandler::closeCurrentStayLocked(double now) {
+  if (current_) heatTimes_[*current_] += now - currentSince_;
+  currentSince_ = now;
+}
+
+void ZRHeatTimeHandler::setCurrentScreenName(std::optional<std::string> name) {
+  std::lock_guard lock(mutex_);
+  closeCurrentStayLocked(CACurrentMediaTime());
+  current_ = std::move(name);
+}
+
+double ZRHeatTimeHandler::heatTimeForScreen(const std::string& name) const {
+  std::lock_guard lock(mutex_);
+  double t = 0;
+  if (auto it = heatTimes_.find(name); it != heatTimes_.end()) t = it->second;
+  if (current_ == name) t += CACurrentMediaTime() - currentSince_;
+  return t;
+}
+
+void ZRHeatTimeHandler::reset() {
+  std::lock_guard lock(mutex_);
+  heatTimes_.clear();
+  currentSince_ = CACurrentMediaTime();
+  ++resetCount_;
+}
+
+long ZRHeatTimeHandler::resetCount() const {
+  std::lock_guard lock(mutex_);
+  return resetCount_;
+}
+
+bool ZRHeatTimeHandler::hideOcclusionGestures() const {
+  std::lock_guard lock(mutex_);
+  return hideOcclusionGestures_;
+}
+
+void ZRHeatTimeHandler::setHideOcclusionGestures(bool hide) {
+  std::lock_guard lock(mutex_);
+  hideOcclusionGestures_ = hide;
+}
+
+}  // namespace zerva

@@ -3,7 +3,11 @@
 #include <mutex>
 
 #include "platform/CADisplayLink.h"
+#include "platform/NSLayoutManager.h"
+#include "platform/NSTextStorage.h"
 #include "platform/NSTimer.h"
+#include "platform/UIGraphicsImageRenderer.h"
+#include "platform/UIImage.h"
 
 namespace zerva {
 
@@ -13,6 +17,14 @@ void registerPlatformClasses() {
     NSObject::class_();
     NSTimer::class_();
     CADisplayLink::class_();
+    // Drawing and text.
+    UIImage::class_();
+    UIGraphicsImageRenderer::class_();
+    NSAttributedString::class_();
+    NSMutableAttributedString::class_();
+    NSTextStorage::class_();
+    NSLayoutManager::class_();
+    NSTextContainer::class_();
   });
 }
 

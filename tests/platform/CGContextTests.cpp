@@ -127,13 +127,15 @@ TEST(CGContextTests, DrawImageIsUpsideDownAndDrawInRectUpright) {
 }
 
 TEST(CGContextTests, QuarterTurnWithoutInterpolationCopiesPixelsExactly) {
-  // Every pixel of a 3 x 2 source distinct, so any misplacement or blending shows.
-  std::uint32_t words[6];
-  for (std::uint32_t i = 0; i < 6; ++i) words[i] = 0xFF000000u | (i * 40u) << 16 | (200u - i * 30u);
-  auto source = UIImage::imageWithCGImage(CGImageCreateWithPixels(3, 2, 12, words));
-  const double W = 3, H = 2;
+  // Every pixel distinct, and large enough that a slight drift in the mapping shows.
+  constexpr std::size_t W = 96, H = 64;
+  std::vector<std::uint32_t> words(W * H);
+  for (std::size_t v = 0; v < H; ++v) {
+    for (std::size_t u = 0; u < W; ++u) words[v * W + u] = 0xFF000000u | std::uint32_t(u * 2) << 16 | std::uint32_t(v * 3) << 8 | std::uint32_t((u * 7 + v) & 0xFF);
+  }
+  auto source = UIImage::imageWithCGImage(CGImageCreateWithPixels(W, H, W * 4, words.data()));
   // The landscape redraw of a video frame: (u, v) -> (H - v, u).
-  auto turned = render({H, W}, [&](CGContextRef c) {
+  auto turned = render({double(H), double(W)}, [&](CGContextRef c) {
     CGContextSetInterpolationQuality(c, kCGInterpolationNone);
     CGAffineTransform t = CGAffineTransformIdentity;
     t = CGAffineTransformTranslate(t, 0, W);
@@ -143,11 +145,11 @@ TEST(CGContextTests, QuarterTurnWithoutInterpolationCopiesPixelsExactly) {
     CGContextConcatCTM(c, t);
     CGContextDrawImage(c, CGRectMake(0, 0, W, H), source->CGImage());
   });
-  for (std::size_t v = 0; v < 2; ++v) {
-    for (std::size_t u = 0; u < 3; ++u) {
-      EXPECT_EQ(turned->pixelAt(static_cast<std::size_t>(H) - 1 - v, u), source->pixelAt(u, v)) << u << "," << v;
-    }
+  int wrong = 0;
+  for (std::size_t v = 0; v < H; ++v) {
+    for (std::size_t u = 0; u < W; ++u) wrong += turned->pixelAt(H - 1 - v, u) != source->pixelAt(u, v);
   }
+  EXPECT_EQ(wrong, 0);
 }
 
 TEST(CGContextTests, NearestKeepsHardEdgesAndSmoothBlends) {

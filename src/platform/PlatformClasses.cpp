@@ -2,32 +2,38 @@
 
 #include <mutex>
 
-#include "platform/NSTimer.h"
+#include "platform/AVCaptureVideoPreviewLayer.h"
+#include "platform/AVPlayerLayer.h"
 #include "platform/CADisplayLink.h"
 #include "platform/CALayer.h"
-#include "platform/AVPlayerLayer.h"
-#include "platform/AVCaptureVideoPreviewLayer.h"
 #include "platform/CAMetalLayer.h"
-#include "platform/UIView.h"
-#include "platform/UIWindow.h"
-#include "platform/UIScrollView.h"
+#include "platform/NSLayoutManager.h"
+#include "platform/NSTextStorage.h"
+#include "platform/NSTimer.h"
+#include "platform/UIApplication.h"
+#include "platform/UIGraphicsImageRenderer.h"
+#include "platform/UIImage.h"
+#include "platform/UIImageView.h"
 #include "platform/UILabel.h"
 #include "platform/UINavigationController.h"
-#include "platform/UITextField.h"
-#include "platform/UIImageView.h"
-#include "platform/WKWebView.h"
-#include "platform/UIViewController.h"
-#include "platform/UIApplication.h"
 #include "platform/UIScreen.h"
+#include "platform/UIScrollView.h"
+#include "platform/UITextField.h"
+#include "platform/UIView.h"
+#include "platform/UIViewController.h"
+#include "platform/UIWindow.h"
+#include "platform/WKWebView.h"
 
 namespace zerva {
 
 void registerPlatformClasses() {
   static std::once_flag once;
   std::call_once(once, [] {
+    // Run loop.
     NSObject::class_();
     NSTimer::class_();
     CADisplayLink::class_();
+    // Layers and views.
     CALayer::class_();
     AVPlayerLayer::class_();
     AVCaptureVideoPreviewLayer::class_();
@@ -43,6 +49,14 @@ void registerPlatformClasses() {
     UINavigationController::class_();
     UIApplication::class_();
     UIScreen::class_();
+    // Drawing and text.
+    UIImage::class_();
+    UIGraphicsImageRenderer::class_();
+    NSAttributedString::class_();
+    NSMutableAttributedString::class_();
+    NSTextStorage::class_();
+    NSLayoutManager::class_();
+    NSTextContainer::class_();
   });
 }
 

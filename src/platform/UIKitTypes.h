@@ -47,23 +47,6 @@ enum UIModalPresentationStyle : long {
   UIModalPresentationPopover = 7,
 };
 
-enum NSTextAlignment : long {
-  NSTextAlignmentLeft = 0,
-  NSTextAlignmentCenter = 1,
-  NSTextAlignmentRight = 2,
-  NSTextAlignmentJustified = 3,
-  NSTextAlignmentNatural = 4,
-};
-
-enum NSLineBreakMode : long {
-  NSLineBreakByWordWrapping = 0,
-  NSLineBreakByCharWrapping = 1,
-  NSLineBreakByClipping = 2,
-  NSLineBreakByTruncatingHead = 3,
-  NSLineBreakByTruncatingTail = 4,
-  NSLineBreakByTruncatingMiddle = 5,
-};
-
 /// What a window's screen can show.
 struct UITraitCollection {
   UIDisplayGamut displayGamut = UIDisplayGamutSRGB;

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "platform/NSParagraphStyle.h"
 #include "platform/UIFont.h"
 #include "platform/UIView.h"
 

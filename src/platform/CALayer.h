@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/CABasicAnimation.h"
+#include "platform/CGContext.h"
 #include "platform/CGColor.h"
 #include "platform/CGGeometry.h"
 #include "platform/NSObject.h"
@@ -88,6 +89,14 @@ class CALayer : public NSObject {
   /// means screen space.
   CGRect convertRect(CGRect rect, const std::shared_ptr<const CALayer>& layer) const;
   CGPoint convertPoint(CGPoint point, const std::shared_ptr<const CALayer>& layer) const;
+
+  // Drawing
+  /// Draws the layer and its sublayers as they are in the model (animations are not shown), in
+  /// the layer's own coordinate space with its bounds origin at the context's origin: the
+  /// background (rounded by the corner radius), the content its delegate view draws, and the
+  /// sublayers by z-position (in order where equal), clipped when the layer masks to its bounds.
+  /// Hidden and fully transparent layers draw nothing; opacity applies to the layer as a group.
+  void renderInContext(CGContextRef context) const;
 
  private:
   /// Offset of this layer's space from screen space, summed up the tree.

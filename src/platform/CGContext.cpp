@@ -50,6 +50,8 @@ struct CGContext::Impl {
   // Cairo keeps one path for everything; the platform's rectangle and image calls leave the
   // current path alone, so they set it aside while they paint.
   bool hasPath = false;
+  // The alpha each open transparency layer is composited with when it ends.
+  std::vector<double> transparencyLayerAlphas;
 };
 
 namespace {
@@ -349,6 +351,28 @@ void CGContextSetFillColorWithColor(CGContextRef c, const CGColor& color) {
 
 void CGContextSetStrokeColorWithColor(CGContextRef c, const CGColor& color) {
   if (c) c->impl().state.stroke = clampColor(color);
+}
+
+void CGContextBeginTransparencyLayer(CGContextRef c) {
+  if (!c) return;
+  auto& impl = c->impl();
+  CGContextSaveGState(c);
+  impl.transparencyLayerAlphas.push_back(impl.state.alpha);
+  impl.state.alpha = 1;
+  cairo_push_group(impl.cr.get());
+}
+
+void CGContextEndTransparencyLayer(CGContextRef c) {
+  if (!c || c->impl().transparencyLayerAlphas.empty()) return;
+  auto& impl = c->impl();
+  const double alpha = impl.transparencyLayerAlphas.back();
+  impl.transparencyLayerAlphas.pop_back();
+  cairo_pop_group_to_source(impl.cr.get());
+  {
+    PathSetAside aside(impl);
+    cairo_paint_with_alpha(impl.cr.get(), alpha);
+  }
+  CGContextRestoreGState(c);
 }
 
 void CGContextSetAlpha(CGContextRef c, CGFloat alpha) {

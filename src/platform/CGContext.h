@@ -91,6 +91,11 @@ void CGContextSetStrokeColorWithColor(CGContextRef c, const CGColor& color);
 /// Multiplies everything painted afterwards (fills, strokes, images, text); clamped to 0...1.
 void CGContextSetAlpha(CGContextRef c, CGFloat alpha);
 void CGContextSetLineWidth(CGContextRef c, CGFloat width);
+/// Everything painted until the matching end is composited as one picture, with the alpha in
+/// force at the begin: overlapping parts of a half-transparent group do not show through each
+/// other. Begin saves the graphics state and end restores it.
+void CGContextBeginTransparencyLayer(CGContextRef c);
+void CGContextEndTransparencyLayer(CGContextRef c);
 void CGContextSetInterpolationQuality(CGContextRef c, CGInterpolationQuality quality);
 CGInterpolationQuality CGContextGetInterpolationQuality(CGContextRef c);
 

@@ -17,6 +17,9 @@ class UIImageView : public UIView {
   std::shared_ptr<UIImage> image() const { return image_; }
   void setImage(std::shared_ptr<UIImage> image) { image_ = std::move(image); }
 
+  /// The image stretched over the bounds.
+  void drawRect(CGRect rect) const override;
+
  private:
   std::shared_ptr<UIImage> image_;
 };

@@ -28,6 +28,9 @@ class UILabel : public UIView {
   NSLineBreakMode lineBreakMode() const { return lineBreakMode_; }
   void setLineBreakMode(NSLineBreakMode mode) { lineBreakMode_ = mode; }
 
+  /// The text, centred vertically, in at most numberOfLines lines.
+  void drawRect(CGRect rect) const override;
+
  private:
   std::string text_;
   UIFont font_ = UIFont::systemFontOfSize(17);

@@ -27,6 +27,11 @@ class UITextField : public UIView {
   bool isSecureTextEntry() const { return secureTextEntry_; }
   void setSecureTextEntry(bool secure) { secureTextEntry_ = secure; }
 
+  /// What the field shows: its text on one line (a bullet per character when secure), or the
+  /// placeholder in grey when empty.
+  std::string displayedText() const;
+  void drawRect(CGRect rect) const override;
+
  private:
   std::string text_;
   std::string placeholder_;

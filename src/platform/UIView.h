@@ -62,6 +62,14 @@ class UIView : public NSObject, public UICoordinateSpace {
   /// This view is `view` or lies inside it.
   bool isDescendantOfView(const std::shared_ptr<const UIView>& view) const;
 
+  // Drawing
+  /// Draws the view's tree as it is on screen now (in-flight positions during animations),
+  /// scaled from the view's bounds into `rect` of the current context. NO without a context.
+  bool drawViewHierarchyInRect(CGRect rect, bool afterScreenUpdates) const;
+  /// Draws the view's own content (not its background or subviews) into the current context,
+  /// in its bounds' coordinates. Nothing for a plain view.
+  virtual void drawRect(CGRect rect) const;
+
   // UICoordinateSpace: views sit in their window, windows in the screen's interface space.
   CGPoint convertPointToFixedScreenSpace(CGPoint point) const override;
   CGPoint convertPointFromFixedScreenSpace(CGPoint point) const override;

@@ -4,6 +4,7 @@
 
 #include "platform/AVCaptureVideoPreviewLayer.h"
 #include "platform/AVPlayerLayer.h"
+#include "platform/UIAlertView.h"
 #include "platform/CADisplayLink.h"
 #include "platform/CALayer.h"
 #include "platform/CAMetalLayer.h"
@@ -44,6 +45,7 @@ void registerPlatformClasses() {
     UILabel::class_();
     UITextField::class_();
     UIImageView::class_();
+    UIAlertView::class_();
     WKWebView::class_();
     UIViewController::class_();
     UINavigationController::class_();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/NSAttributedString.h"
 #include "platform/NSStringDrawing.h"
 
 namespace zerva {
@@ -12,6 +13,14 @@ ZR_DEFINE_CLASS(UILabel, UIView, [] { return std::make_shared<UILabel>(); })
 UILabel::UILabel(CGRect frame) : UIView(frame) { setOpaque(false); }
 
 void UILabel::drawRect(CGRect rect) const {
+  const NSStringDrawingOptions options =
+      NSStringDrawingUsesLineFragmentOrigin | NSStringDrawingUsesFontLeading | NSStringDrawingTruncatesLastVisibleLine;
+  if (attributedText_ && attributedText_->length() > 0) {
+    const CGRect used = attributedText_->boundingRectWithSize(rect.size, options);
+    const double top = rect.origin.y + std::max(0.0, (rect.size.height - used.size.height) / 2);
+    attributedText_->drawWithRect({{rect.origin.x, top}, rect.size}, options);
+    return;
+  }
   if (text_.empty()) return;
   NSMutableParagraphStyle style;
   style.setAlignment(textAlignment_);
@@ -21,8 +30,6 @@ void UILabel::drawRect(CGRect rect) const {
   attributes.font = font_;
   attributes.foregroundColor = textColor_;
   attributes.paragraphStyle = style;
-  const NSStringDrawingOptions options =
-      NSStringDrawingUsesLineFragmentOrigin | NSStringDrawingUsesFontLeading | NSStringDrawingTruncatesLastVisibleLine;
   double height = rect.size.height;
   if (numberOfLines_ > 0) height = std::min(height, static_cast<double>(numberOfLines_) * font_.lineHeight());
   height = std::max(height, font_.lineHeight());

@@ -1,6 +1,7 @@
 #pragma once
 // A label: text drawn in a font and colour, with alignment, a line limit and a line-break mode.
 
+#include <memory>
 #include <string>
 
 #include "platform/NSParagraphStyle.h"
@@ -9,6 +10,8 @@
 
 namespace zerva {
 
+class NSAttributedString;
+
 class UILabel : public UIView {
   ZR_DECLARE_CLASS(UILabel)
  public:
@@ -16,6 +19,9 @@ class UILabel : public UIView {
 
   const std::string& text() const { return text_; }
   void setText(std::string text) { text_ = std::move(text); }
+  /// Styled text; drawn instead of `text` when set and not empty.
+  std::shared_ptr<const NSAttributedString> attributedText() const { return attributedText_; }
+  void setAttributedText(std::shared_ptr<const NSAttributedString> text) { attributedText_ = std::move(text); }
   const UIFont& font() const { return font_; }
   void setFont(UIFont font) { font_ = font; }
   const UIColor& textColor() const { return textColor_; }
@@ -33,6 +39,7 @@ class UILabel : public UIView {
 
  private:
   std::string text_;
+  std::shared_ptr<const NSAttributedString> attributedText_;
   UIFont font_ = UIFont::systemFontOfSize(17);
   UIColor textColor_ = UIColor::blackColor();
   NSTextAlignment textAlignment_ = NSTextAlignmentNatural;

@@ -1,0 +1,65 @@
+#pragma once
+// Finds sensitive text in one line of recognised words: custom words, e-mail addresses, payment
+// card numbers, phone numbers and runs of six or more digits.
+//
+// Patterns run on the line's text (the words joined by single spaces), because the recogniser's
+// word boxes do not follow the groups of a number: "4111 1111 1111 1111" may come back as
+// "411111111111" + "1111". Each match is mapped back to the words it touches, so that the caller
+// covers whole words. Pure and cheap: no state besides the custom words; safe to share between
+// threads once made.
+
+#include <cstddef>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zerva {
+
+class ZRSensitiveTextMatcher {
+ public:
+  enum class Kind { CustomWord, Email, CardNumber, PhoneNumber, DigitRun };
+
+  /// Bytes [begin, end) of the text.
+  struct Span {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    Kind kind = Kind::DigitRun;
+    friend bool operator==(const Span&, const Span&) = default;
+  };
+
+  /// Words [firstWord, lastWord] of the line, both included.
+  struct WordRun {
+    std::size_t firstWord = 0;
+    std::size_t lastWord = 0;
+    Kind kind = Kind::DigitRun;
+    friend bool operator==(const WordRun&, const WordRun&) = default;
+  };
+
+  /// Custom words match case-insensitively (ASCII letters) and only as whole words; a custom
+  /// "word" may hold spaces. Empty entries are ignored.
+  explicit ZRSensitiveTextMatcher(std::vector<std::string> customWords = {});
+
+  const std::vector<std::string>& customWords() const { return customWords_; }
+
+  /// Every sensitive span of the text, sorted by start; overlapping spans are merged (the kind
+  /// of the earliest-starting one is kept).
+  std::vector<Span> matchesInText(std::string_view text) const;
+
+  /// The runs of words that hold a sensitive span, in word order; a run that touches a word at
+  /// all includes the whole word. Runs that share a word are merged.
+  std::vector<WordRun> matchesInWords(const std::vector<std::string>& words) const;
+
+  /// The Luhn check of a string of ASCII digits (no separators); false for an empty string.
+  static bool passesLuhn(std::string_view digits);
+
+  static const char* kindName(Kind kind);
+
+ private:
+  std::vector<std::string> customWords_;  // lower-cased
+};
+
+void PrintTo(const ZRSensitiveTextMatcher::Span& span, std::ostream* os);
+void PrintTo(const ZRSensitiveTextMatcher::WordRun& run, std::ostream* os);
+
+}  // namespace zerva

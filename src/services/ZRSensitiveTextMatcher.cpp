@@ -73,6 +73,11 @@ void findEmails(std::string_view text, std::vector<Span>& out) {
   for (std::size_t at = text.find('@'); at != std::string_view::npos; at = text.find('@', at + 1)) {
     std::size_t begin = at;
     while (begin > 0 && isLocalChar(text[begin - 1])) --begin;
+    // The recogniser may split a local part after a '+', '_' or '-' ("support+ billing@...").
+    while (begin >= 2 && text[begin - 1] == ' ' && (text[begin - 2] == '+' || text[begin - 2] == '_' || text[begin - 2] == '-')) {
+      begin -= 1;
+      while (begin > 0 && isLocalChar(text[begin - 1])) --begin;
+    }
     while (begin < at && text[begin] == '.') ++begin;
     std::size_t end = at + 1;
     while (end < text.size() && isDomainChar(text[end])) ++end;
@@ -202,9 +207,15 @@ void findPhone(const NumberRun& run, std::vector<Span>& out) {
   }
 }
 
+// A run of six or more digits hides the whole number it belongs to (its groups joined by single
+// spaces or dashes): a misread card number ("4121 11111111 1111") is still covered end to end.
 void findDigitRuns(const NumberRun& run, std::vector<Span>& out) {
-  for (const auto& g : run.groups) {
-    if (groupLength(g) >= 6) out.push_back({g.begin, g.end, Kind::DigitRun});
+  for (std::size_t g = 0; g < run.groups.size(); ++g) {
+    if (groupLength(run.groups[g]) < 6) continue;
+    std::size_t first = g, last = g;
+    while (first > 0 && onlySpacesOrDashes(run.groups[first].separatorBefore)) --first;
+    while (last + 1 < run.groups.size() && onlySpacesOrDashes(run.groups[last + 1].separatorBefore)) ++last;
+    out.push_back({run.groups[first].begin, run.groups[last].end, Kind::DigitRun});
   }
 }
 

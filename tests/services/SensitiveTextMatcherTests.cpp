@@ -49,6 +49,10 @@ TEST(SensitiveTextMatcher, EmailAddresses) {
   EXPECT_EQ(find("Mail jane.doe+news@mail.example.co.uk, thanks"),
             (Found{{"jane.doe+news@mail.example.co.uk", Kind::Email}}));
   EXPECT_EQ(find("(bob_99@example.org)."), (Found{{"bob_99@example.org", Kind::Email}}));
+  // Split by the recogniser after a '+'; a sentence before an address is not taken in.
+  EXPECT_EQ(find("Email support+ billing@shop.example.org"),
+            (Found{{"support+ billing@shop.example.org", Kind::Email}}));
+  EXPECT_EQ(find("Write to us. bob@example.org"), (Found{{"bob@example.org", Kind::Email}}));
   EXPECT_EQ(find("follow @handle on a@b or x@y.z1"), Found{});
 }
 
@@ -67,6 +71,8 @@ TEST(SensitiveTextMatcher, RunsOfSixOrMoreDigits) {
   EXPECT_EQ(find("Member ID 00482913"), (Found{{"00482913", Kind::DigitRun}}));
   EXPECT_EQ(find("Tracking 1Z999AA10123456784"), (Found{{"10123456784", Kind::DigitRun}}));
   EXPECT_EQ(find("Code 12345 and 999"), Found{});
+  // A misread card fails Luhn; its long group still hides the whole grouped number.
+  EXPECT_EQ(find("Card 4121 11111111 1111."), (Found{{"4121 11111111 1111", Kind::DigitRun}}));
 }
 
 TEST(SensitiveTextMatcher, CustomWordsAreCaseInsensitiveWholeWords) {

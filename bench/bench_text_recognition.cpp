@@ -1,0 +1,367 @@
+// Text-recognition occlusion: milliseconds per 400x844-point frame of typical app text, at the
+// resolutions tried, and recall/precision on a fixed set of rendered sensitive strings.
+//
+//   FullFrame/<pixels per point x100>   every frame read whole (no reuse)
+//   Session/<pixels per point x100>     a 60-frame session (typing, a progress label, a screen
+//                                       change every 30 frames), unchanged rows reused
+//   Recall/<pixels per point x100>      three pages holding 30 sensitive strings among ordinary
+//                                       text, in sizes 12 to 18, dark on light and light on dark
+//   EngineCreation, GreyCopy            fixed costs
+//
+// Frames are drawn at scale 2 (800x1688 pixels), as a phone captures them.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/CGGeometry.h"
+#include "platform/NSStringDrawing.h"
+#include "platform/UIGraphicsImageRenderer.h"
+#include "services/AITextOcclusionData.h"
+#include "services/ScreenImageProcessor.h"
+#include "services/ZRGreyImage.h"
+#include "services/ZRTextRecognizer.h"
+
+namespace zerva {
+namespace {
+
+constexpr CGSize kScreen{400, 844};
+constexpr double kCaptureScale = 2;
+const std::vector<std::string> kCustomWords{"Falcon", "Bluebird", "Project Nimbus"};
+
+struct Text {
+  std::string text;
+  double x, y, size;
+  bool bold = false;
+  bool light = false;     // light text on a dark band
+  bool sensitive = false;
+};
+
+NSStringAttributes attributes(const Text& t) {
+  NSStringAttributes a;
+  a.font = t.bold ? UIFont::boldSystemFontOfSize(t.size) : UIFont::systemFontOfSize(t.size);
+  a.foregroundColor = t.light ? UIColor::whiteColor() : UIColor::colorWithWhite(0.12, 1);
+  return a;
+}
+
+CGRect layoutRect(const Text& t) {
+  const CGRect r = boundingRectWithSize(t.text, {0, 0}, NSStringDrawingUsesLineFragmentOrigin, attributes(t));
+  return CGRectMake(t.x, t.y, r.size.width, r.size.height);
+}
+
+struct Page {
+  std::vector<Text> texts;
+  std::vector<CGRect> darkBands;
+};
+
+std::shared_ptr<UIImage> draw(const Page& page) {
+  UIGraphicsImageRendererFormat format;
+  format.setScale(kCaptureScale);
+  format.setOpaque(true);
+  return UIGraphicsImageRenderer(kScreen, format).imageWithActions([&](UIGraphicsImageRendererContext& ctx) {
+    auto c = ctx.CGContext();
+    CGContextSetRGBFillColor(c, 1, 1, 1, 1);
+    CGContextFillRect(c, CGRectMake(0, 0, kScreen.width, kScreen.height));
+    CGContextSetRGBFillColor(c, 0.1, 0.15, 0.35, 1);
+    for (const auto& band : page.darkBands) CGContextFillRect(c, band);
+    for (const auto& t : page.texts) drawWithRect(t.text, layoutRect(t), NSStringDrawingUsesLineFragmentOrigin, attributes(t));
+  });
+}
+
+// The box, in points, of the text's inked pixels.
+CGRect inkBox(const UIImage& image, const Text& t) {
+  const CGRect area = layoutRect(t);
+  const double s = image.scale();
+  int x0 = 1 << 30, y0 = 1 << 30, x1 = -1, y1 = -1;
+  for (int y = static_cast<int>(area.origin.y * s); y < static_cast<int>(CGRectGetMaxY(area) * s); ++y) {
+    for (int x = static_cast<int>(area.origin.x * s); x < static_cast<int>(CGRectGetMaxX(area) * s); ++x) {
+      const CGPixel p = image.pixelAt(x, y);
+      const int grey = (p.red + p.green + p.blue) / 3;
+      if (t.light ? grey > 128 : grey < 128) {
+        x0 = std::min(x0, x), y0 = std::min(y0, y), x1 = std::max(x1, x), y1 = std::max(y1, y);
+      }
+    }
+  }
+  if (x1 < 0) return CGRectNull;
+  return CGRectMake(x0 / s, y0 / s, (x1 + 1 - x0) / s, (y1 + 1 - y0) / s);
+}
+
+// A typical app screen: about twenty lines, some of them sensitive, one dark banner.
+Page accountScreen(const std::string& searchText, int progress) {
+  Page p;
+  p.darkBands = {CGRectMake(0, 370, 400, 60)};
+  p.texts = {
+      {"9:41", 20, 14, 14, true},
+      {"Account", 160, 50, 20, true},
+      {"Search: " + searchText, 20, 82, 14},
+      {"Name", 20, 110, 13},
+      {"Jane Appleseed", 20, 128, 16},
+      {"Email", 20, 160, 13},
+      {"jane.appleseed@example.com", 20, 178, 16, false, false, true},
+      {"Phone", 20, 210, 13},
+      {"+1 (415) 555-0132", 20, 228, 16, false, false, true},
+      {"Card number", 20, 260, 13},
+      {"4111 1111 1111 1111", 20, 278, 16, false, false, true},
+      {"Expires 08/27", 20, 310, 13},
+      {"Member ID", 20, 338, 15},
+      {"00482913", 110, 338, 15, false, false, true},
+      {"Your order has shipped", 20, 380, 17, true, true},
+      {"Uploading " + std::to_string(progress) + "%", 20, 405, 14, false, true},
+      {"Thanks for shopping with us. Your receipt", 20, 460, 14},
+      {"was sent to the address above and will", 20, 480, 14},
+      {"arrive within a few minutes.", 20, 500, 14},
+      {"Save changes", 150, 560, 17, true},
+      {"Sign out", 165, 610, 17},
+      {"Delivery address", 20, 660, 13},
+      {"221 Baker Street, London", 20, 678, 15},
+      {"Home     Search     Orders     Profile", 30, 800, 11},
+  };
+  return p;
+}
+
+Page ordersScreen() {
+  Page p;
+  p.darkBands = {CGRectMake(0, 0, 400, 80)};
+  p.texts = {
+      {"Orders", 20, 40, 22, true, true},
+      {"Order", 20, 100, 16, true},
+      {"7730021945", 80, 100, 16, true, false, true},
+      {"Placed on 2024-03-15 at 10:30", 20, 124, 13},
+      {"Total $1,234.56", 20, 144, 14},
+      {"Paid with card ending 4444", 20, 170, 14},
+      {"Contact", 20, 210, 13},
+      {"m.rossi@posta.example.it", 20, 228, 15, false, false, true},
+      {"(212) 555-0187", 20, 252, 15, false, false, true},
+      {"Items", 20, 300, 13},
+      {"Wireless headphones", 20, 320, 15},
+      {"Phone case, blue", 20, 344, 15},
+      {"Charging cable 2 m", 20, 368, 15},
+      {"Return within 30 days of delivery.", 20, 420, 13},
+      {"Questions? Our team answers within", 20, 440, 13},
+      {"one working day.", 20, 460, 13},
+      {"Track package", 140, 520, 17, true},
+      {"Home     Search     Orders     Profile", 30, 800, 11},
+  };
+  return p;
+}
+
+// Three pages of the fixed sensitive set: rows of an ordinary label and a sensitive value.
+std::vector<Page> recallPages() {
+  const std::vector<std::pair<std::string, std::string>> rows{
+      {"Card", "4111 1111 1111 1111"},          {"Card", "5555-5555-5555-4444"},
+      {"Amex", "3782 822463 10005"},            {"Discover", "6011 0009 9013 9424"},
+      {"Card", "4012888888881881"},             {"Card", "5105 1051 0510 5100"},
+      {"Email", "jane.appleseed@example.com"},  {"Email", "m.rossi@posta.example.it"},
+      {"Email", "support+billing@shop.example.org"}, {"Email", "kim_lee99@mail.example.net"},
+      {"Phone", "+1 (415) 555-0132"},           {"Phone", "+44 20 7946 0958"},
+      {"Phone", "(212) 555-0187"},              {"Phone", "415-555-0199"},
+      {"Phone", "+49 30 901820"},               {"Office", "555-0142"},
+      {"Account", "00482913"},                  {"Order", "#7730021945"},
+      {"IBAN", "GB29NWBK60161331926819"},       {"Ref", "4409817"},
+      {"Policy", "99120377"},                   {"Tracking", "1Z999AA10123456784"},
+      {"Codename", "Falcon"},                   {"Team", "bluebird"},
+      {"Launch", "Project Nimbus"},             {"Card", "4000 0566 5566 5556"},
+      {"Email", "a.b@example.com"},             {"Phone", "+33 1 42 68 53 00"},
+      {"Member", "120045981"},                  {"Partner", "FALCON"},
+  };
+  const std::vector<std::string> filler{
+      "Your receipt was sent on March 3 at 9:41 AM.", "Updated 2024-03-15 10:30",
+      "Total due $1,234.56 by Friday", "Version 10.2.3 (build 77)", "Free delivery on orders over $50",
+      "Tap to change your settings",
+  };
+  const double sizes[] = {12, 13, 14, 15, 16, 18};
+  std::vector<Page> pages(3);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    Page& page = pages[i % 3];
+    const std::size_t slot = i / 3;  // 10 rows per page
+    const double y = 20 + slot * 80;
+    const double size = sizes[i % 6];
+    const bool light = slot % 4 == 3;
+    const bool bold = i % 5 == 2;
+    if (light) page.darkBands.push_back(CGRectMake(0, y - 6, 400, 36));
+    page.texts.push_back({rows[i].first, 16, y, size, bold, light});
+    page.texts.push_back({rows[i].second, 130, y, size, bold, light, true});
+    if (!light) page.texts.push_back({filler[(i + slot) % filler.size()], 16, y + 34, 13});
+  }
+  return pages;
+}
+
+std::vector<std::string> answerOf(ScreenImageProcessor& processor, const std::shared_ptr<UIImage>& image) {
+  AITextOcclusionData record(image, 0, AITextProcessingTypeRecognize, 2, 1);
+  record.setRecognitionLanguages(std::vector<std::string>{"eng"});
+  record.setCustomWords(kCustomWords);
+  std::vector<std::string> rects;
+  processor.processImage(std::move(record), [&](std::vector<std::string> r) { rects = std::move(r); });
+  processor.drain();
+  return rects;
+}
+
+struct Score {
+  int sensitive = 0, covered = 0;      // sensitive strings, and those inside one answered rectangle
+  int rects = 0, rectsOnSensitive = 0; // answered rectangles, and those over a sensitive string
+  int ordinary = 0, ordinaryHit = 0;   // ordinary strings, and those an answer overlaps
+  void add(const Score& o) {
+    sensitive += o.sensitive, covered += o.covered, rects += o.rects, rectsOnSensitive += o.rectsOnSensitive;
+    ordinary += o.ordinary, ordinaryHit += o.ordinaryHit;
+  }
+};
+
+Score score(const UIImage& image, const Page& page, const std::vector<std::string>& answer,
+            std::vector<std::string>* missed = nullptr) {
+  std::vector<CGRect> rects;
+  for (const auto& s : answer) rects.push_back(CGRectFromString(s));
+  Score sc;
+  sc.rects = static_cast<int>(rects.size());
+  std::vector<CGRect> sensitiveInk;
+  for (const auto& t : page.texts) {
+    const CGRect ink = inkBox(image, t);
+    if (CGRectIsNull(ink)) continue;
+    if (t.sensitive) {
+      ++sc.sensitive;
+      sensitiveInk.push_back(ink);
+      const bool ok = std::any_of(rects.begin(), rects.end(),
+                                  [&](CGRect r) { return CGRectContainsRect(CGRectInset(r, -0.5, -0.5), ink); });
+      sc.covered += ok;
+      if (!ok && missed) missed->push_back(t.text);
+    } else {
+      ++sc.ordinary;
+      // Labels sit beside their values; only overlap beyond the values' margin counts.
+      const CGRect core = CGRectInset(ink, 1, 1);
+      sc.ordinaryHit += std::any_of(rects.begin(), rects.end(), [&](CGRect r) { return CGRectIntersectsRect(r, core); });
+    }
+  }
+  for (const auto& r : rects) {
+    sc.rectsOnSensitive += std::any_of(sensitiveInk.begin(), sensitiveInk.end(),
+                                       [&](CGRect ink) { return CGRectIntersectsRect(r, ink); });
+  }
+  return sc;
+}
+
+void report(benchmark::State& state, const Score& sc) {
+  state.counters["recall_pct"] = 100.0 * sc.covered / std::max(1, sc.sensitive);
+  state.counters["precision_pct"] = 100.0 * sc.rectsOnSensitive / std::max(1, sc.rects);
+  state.counters["sensitive"] = sc.sensitive;
+  state.counters["ordinary_hit"] = sc.ordinaryHit;
+}
+
+ScreenImageProcessor::Options options(double pixelsPerPoint, bool reuse) {
+  ScreenImageProcessor::Options o;
+  o.pixelsPerPoint = pixelsPerPoint;
+  o.reuseUnchangedRows = reuse;
+  return o;
+}
+
+double millisecondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+void BM_FullFrame(benchmark::State& state) {
+  const double ppp = state.range(0) / 100.0;
+  const Page page = accountScreen("blue", 41);
+  const auto image = draw(page);
+  ScreenImageProcessor processor(options(ppp, false));
+  auto answer = answerOf(processor, image);  // engine created outside the timing
+  for (auto _ : state) answer = answerOf(processor, image);
+  report(state, score(*image, page, answer));
+}
+BENCHMARK(BM_FullFrame)->Arg(75)->Arg(100)->Arg(150)->Arg(200)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+// One recording's worth of typical frames: the account screen while the user types a search
+// and an upload progresses, switching to the orders screen and back every 30 frames.
+void BM_Session(benchmark::State& state) {
+  const double ppp = state.range(0) / 100.0;
+  const std::string typed = "bluetooth headphones";
+  std::vector<Page> pages;
+  for (int i = 0; i < 60; ++i) {
+    if (i % 30 >= 20 && i % 30 < 25) {
+      pages.push_back(ordersScreen());
+    } else {
+      pages.push_back(accountScreen(typed.substr(0, std::min<std::size_t>(typed.size(), i / 2)), 40 + i / 5));
+    }
+  }
+  std::vector<std::shared_ptr<UIImage>> images;
+  for (const auto& p : pages) images.push_back(draw(p));
+
+  std::vector<double> times;
+  Score total;
+  ScreenImageProcessor::Statistics stats;
+  for (auto _ : state) {
+    ScreenImageProcessor processor(options(ppp, true));
+    (void)answerOf(processor, draw(Page{}));  // engine created outside the timing
+    const auto before = processor.statistics();
+    times.clear();
+    total = Score{};
+    for (std::size_t i = 0; i < images.size(); ++i) {
+      const auto start = std::chrono::steady_clock::now();
+      const auto answer = answerOf(processor, images[i]);
+      times.push_back(millisecondsSince(start));
+      state.PauseTiming();
+      total.add(score(*images[i], pages[i], answer));
+      state.ResumeTiming();
+    }
+    stats = processor.statistics();
+    stats.recognizedFrames -= before.recognizedFrames;
+    stats.reusedFrames -= before.reusedFrames;
+  }
+  std::vector<double> sorted = times;
+  std::sort(sorted.begin(), sorted.end());
+  state.counters["median_ms"] = sorted[sorted.size() / 2];
+  state.counters["p90_ms"] = sorted[sorted.size() * 9 / 10];
+  state.counters["max_ms"] = sorted.back();
+  double sum = 0;
+  for (double t : times) sum += t;
+  state.counters["mean_ms"] = sum / times.size();
+  state.counters["frames"] = static_cast<double>(times.size());
+  state.counters["reused_frames"] = static_cast<double>(stats.reusedFrames);
+  report(state, total);
+}
+BENCHMARK(BM_Session)->Arg(100)->Arg(150)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+void BM_Recall(benchmark::State& state) {
+  const double ppp = state.range(0) / 100.0;
+  const auto pages = recallPages();
+  std::vector<std::shared_ptr<UIImage>> images;
+  for (const auto& p : pages) images.push_back(draw(p));
+  ScreenImageProcessor processor(options(ppp, false));
+  Score total;
+  std::vector<std::string> missed;
+  for (auto _ : state) {
+    total = Score{};
+    missed.clear();
+    for (std::size_t i = 0; i < pages.size(); ++i) total.add(score(*images[i], pages[i], answerOf(processor, images[i]), &missed));
+  }
+  report(state, total);
+  std::string list;
+  for (const auto& m : missed) list += (list.empty() ? "" : ", ") + m;
+  if (!list.empty()) state.SetLabel("missed: " + list);
+}
+BENCHMARK(BM_Recall)->Arg(75)->Arg(100)->Arg(150)->Arg(200)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+void BM_EngineCreation(benchmark::State& state) {
+  for (auto _ : state) {
+    auto engine = ZRTextRecognizer::create("eng", ZRTextRecognizer::Layout::Auto);
+    benchmark::DoNotOptimize(engine.get());
+  }
+}
+BENCHMARK(BM_EngineCreation)->Unit(benchmark::kMillisecond)->Iterations(5);
+
+// The fixed work of every frame before the engine: grey copy at 1 pixel per point, polarity.
+void BM_GreyCopy(benchmark::State& state) {
+  const auto image = draw(accountScreen("blue", 41));
+  for (auto _ : state) {
+    const auto grey = ZRGreyImage::fromImage(*image, 1.0).withDarkTextOnLight(12);
+    benchmark::DoNotOptimize(grey.data());
+  }
+}
+BENCHMARK(BM_GreyCopy)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace zerva
+
+BENCHMARK_MAIN();

@@ -1,12 +1,13 @@
 // Text-recognition occlusion: milliseconds per 400x844-point frame of typical app text, at the
 // resolutions tried, and recall/precision on a fixed set of rendered sensitive strings.
+// Arguments are <pixels per point x100>/<layout: 0 auto, 1 single block, 2 sparse text>.
 //
-//   FullFrame/<pixels per point x100>   every frame read whole (no reuse)
-//   Session/<pixels per point x100>     a 60-frame session (typing, a progress label, a screen
-//                                       change every 30 frames), unchanged rows reused
-//   Recall/<pixels per point x100>      three pages holding 30 sensitive strings among ordinary
-//                                       text, in sizes 12 to 18, dark on light and light on dark
-//   EngineCreation, GreyCopy            fixed costs
+//   FullFrame     every frame read whole (no reuse)
+//   Session       a 60-frame session (typing, a progress label, a screen change every 30
+//                 frames), unchanged rows reused; per-frame median, p90, mean
+//   Recall        three pages holding 30 sensitive strings among ordinary text, in sizes 12 to
+//                 18, dark on light and light on dark
+//   EngineCreation, GreyCopy   fixed costs
 //
 // Frames are drawn at scale 2 (800x1688 pixels), as a phone captures them.
 
@@ -250,11 +251,19 @@ void report(benchmark::State& state, const Score& sc) {
   state.counters["ordinary_hit"] = sc.ordinaryHit;
 }
 
-ScreenImageProcessor::Options options(double pixelsPerPoint, bool reuse) {
+// Arguments: pixels per point x100, then the engine's layout analysis (0 auto, 1 single block,
+// 2 sparse text).
+ScreenImageProcessor::Options options(const benchmark::State& state, bool reuse) {
   ScreenImageProcessor::Options o;
-  o.pixelsPerPoint = pixelsPerPoint;
+  o.pixelsPerPoint = state.range(0) / 100.0;
   o.reuseUnchangedRows = reuse;
+  o.layout = static_cast<ZRTextRecognizer::Layout>(state.range(1));
   return o;
+}
+
+void resolutionsAndLayouts(benchmark::internal::Benchmark* b) {
+  for (int ppp : {75, 100, 150, 200}) b->Args({ppp, 0});
+  b->Args({100, 1})->Args({100, 2});
 }
 
 double millisecondsSince(std::chrono::steady_clock::time_point start) {
@@ -262,20 +271,18 @@ double millisecondsSince(std::chrono::steady_clock::time_point start) {
 }
 
 void BM_FullFrame(benchmark::State& state) {
-  const double ppp = state.range(0) / 100.0;
   const Page page = accountScreen("blue", 41);
   const auto image = draw(page);
-  ScreenImageProcessor processor(options(ppp, false));
+  ScreenImageProcessor processor(options(state, false));
   auto answer = answerOf(processor, image);  // engine created outside the timing
   for (auto _ : state) answer = answerOf(processor, image);
   report(state, score(*image, page, answer));
 }
-BENCHMARK(BM_FullFrame)->Arg(75)->Arg(100)->Arg(150)->Arg(200)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BM_FullFrame)->Apply(resolutionsAndLayouts)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 // One recording's worth of typical frames: the account screen while the user types a search
 // and an upload progresses, switching to the orders screen and back every 30 frames.
 void BM_Session(benchmark::State& state) {
-  const double ppp = state.range(0) / 100.0;
   const std::string typed = "bluetooth headphones";
   std::vector<Page> pages;
   for (int i = 0; i < 60; ++i) {
@@ -292,7 +299,7 @@ void BM_Session(benchmark::State& state) {
   Score total;
   ScreenImageProcessor::Statistics stats;
   for (auto _ : state) {
-    ScreenImageProcessor processor(options(ppp, true));
+    ScreenImageProcessor processor(options(state, true));
     (void)answerOf(processor, draw(Page{}));  // engine created outside the timing
     const auto before = processor.statistics();
     times.clear();
@@ -321,14 +328,13 @@ void BM_Session(benchmark::State& state) {
   state.counters["reused_frames"] = static_cast<double>(stats.reusedFrames);
   report(state, total);
 }
-BENCHMARK(BM_Session)->Arg(100)->Arg(150)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(BM_Session)->Args({100, 0})->Args({150, 0})->Args({100, 1})->Unit(benchmark::kMillisecond)->Iterations(1);
 
 void BM_Recall(benchmark::State& state) {
-  const double ppp = state.range(0) / 100.0;
   const auto pages = recallPages();
   std::vector<std::shared_ptr<UIImage>> images;
   for (const auto& p : pages) images.push_back(draw(p));
-  ScreenImageProcessor processor(options(ppp, false));
+  ScreenImageProcessor processor(options(state, false));
   Score total;
   std::vector<std::string> missed;
   for (auto _ : state) {
@@ -341,7 +347,7 @@ void BM_Recall(benchmark::State& state) {
   for (const auto& m : missed) list += (list.empty() ? "" : ", ") + m;
   if (!list.empty()) state.SetLabel("missed: " + list);
 }
-BENCHMARK(BM_Recall)->Arg(75)->Arg(100)->Arg(150)->Arg(200)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(BM_Recall)->Apply(resolutionsAndLayouts)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 void BM_EngineCreation(benchmark::State& state) {
   for (auto _ : state) {

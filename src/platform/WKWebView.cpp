@@ -42,6 +42,11 @@ void WKWebView::setScriptTimeout(double seconds) {
   if (scriptContext_) scriptContext_->setTimeoutSeconds(seconds);
 }
 
+void WKWebView::setScriptMemoryLimit(size_t bytes) {
+  scriptMemoryLimit_ = bytes;
+  if (scriptContext_) scriptContext_->setMemoryLimit(bytes);
+}
+
 void WKWebView::evaluateJavaScript(std::string script, JavaScriptCompletion completionHandler) {
   std::weak_ptr<WKWebView> weakSelf = std::static_pointer_cast<WKWebView>(shared_from_this());
   NSRunLoop::mainRunLoop().performBlock(
@@ -60,6 +65,7 @@ void WKWebView::runScript(const std::string& script, const JavaScriptCompletion&
   if (!scriptContext_) {
     WebScriptContext::Limits limits;
     limits.timeoutSeconds = scriptTimeout_;
+    limits.memoryBytes = scriptMemoryLimit_;
     scriptContext_ = std::make_unique<WebScriptContext>(page_, limits, viewport);
   }
   WebScriptContext::Result result = scriptContext_->evaluate(script, viewport);

@@ -7,6 +7,7 @@
 // at the first evaluation after a page loads and kept until the next load or the view's end,
 // so functions one evaluation defines exist for the next. Main thread only.
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -56,6 +57,9 @@ class WKWebView : public UIView {
   /// Real time one evaluation may run before it is stopped (1 s unless set).
   double scriptTimeout() const { return scriptTimeout_; }
   void setScriptTimeout(double seconds);
+  /// Memory the page's script heap may hold (64 MiB unless set); past it scripts fail.
+  size_t scriptMemoryLimit() const { return scriptMemoryLimit_; }
+  void setScriptMemoryLimit(size_t bytes);
   /// The page's script heap exists (for tests of when it is made and dropped).
   bool hasScriptContext() const { return scriptContext_ != nullptr; }
 
@@ -69,6 +73,7 @@ class WKWebView : public UIView {
   std::shared_ptr<const WebPage> page_ = std::make_shared<const WebPage>();
   std::unique_ptr<WebScriptContext> scriptContext_;
   double scriptTimeout_ = 1.0;
+  size_t scriptMemoryLimit_ = size_t{64} << 20;
 };
 
 }  // namespace zerva

@@ -665,9 +665,9 @@ duk_ret_t describeThrownValue(duk_context* ctx, void* udata) {
   return 0;
 }
 
-std::string formatSeconds(double seconds) {
+std::string formatNumber(double value) {
   char text[32];
-  std::snprintf(text, sizeof text, "%g", seconds);
+  std::snprintf(text, sizeof text, "%g", value);
   return text;
 }
 
@@ -717,10 +717,11 @@ struct WebScriptContext::Impl : ScriptState {
     std::string description = "A JavaScript exception occurred: " + thrown.message;
     if (timedOut) {
       description = "A JavaScript exception occurred: the script ran longer than " +
-                    formatSeconds(limits.timeoutSeconds) + " s and was stopped (" + thrown.message + ")";
+                    formatNumber(limits.timeoutSeconds) + " s and was stopped (" + thrown.message + ")";
     } else if (allocationRefused) {
       description = "A JavaScript exception occurred: the page ran out of its " +
-                    std::to_string(limits.memoryBytes >> 20) + " MiB of script memory (" + thrown.message + ")";
+                    formatNumber(static_cast<double>(limits.memoryBytes) / (1 << 20)) + " MiB of script memory (" +
+                    thrown.message + ")";
     }
     NSError error = NSError::errorWithDomain(WKErrorDomain, WKErrorJavaScriptExceptionOccurred, description)
                         .withUserInfo(WKJavaScriptExceptionMessageErrorKey, thrown.message);
@@ -804,5 +805,7 @@ WebScriptContext::Result WebScriptContext::evaluate(std::string_view script, con
 const WebScriptContext::Limits& WebScriptContext::limits() const { return impl_->limits; }
 
 void WebScriptContext::setTimeoutSeconds(double seconds) { impl_->limits.timeoutSeconds = seconds; }
+
+void WebScriptContext::setMemoryLimit(size_t bytes) { impl_->limits.memoryBytes = bytes; }
 
 }  // namespace zerva

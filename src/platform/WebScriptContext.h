@@ -51,6 +51,8 @@ class WebScriptContext {
 
   const Limits& limits() const;
   void setTimeoutSeconds(double seconds);
+  /// Applies to later allocations; memory already held stays.
+  void setMemoryLimit(size_t bytes);
 
  private:
   struct Impl;

@@ -233,6 +233,11 @@ TEST(WebViewScript, RunawayScriptsAreStoppedAndThePageLivesOn) {
   EXPECT_EQ(e.error->code(), WKErrorJavaScriptExceptionOccurred);
   EXPECT_NE(e.error->localizedDescription().find("ran longer than 0.05 s"), std::string::npos)
       << e.error->localizedDescription();
+  // The regular-expression matcher is stopped as well, inside one long match.
+  e = evaluate(view, "/(a+)+b/.test('aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa')");
+  ASSERT_TRUE(e.error);
+  EXPECT_NE(e.error->localizedDescription().find("ran longer than 0.05 s"), std::string::npos)
+      << e.error->localizedDescription();
   // A try/catch in the page cannot swallow the stop.
   e = evaluate(view, "for (;;) { try { while (true) {} } catch (x) {} }");
   ASSERT_TRUE(e.error);

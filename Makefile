@@ -22,12 +22,13 @@ test-asan: setup
 	cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZERVA_ASAN=ON -DZERVA_BUILD_BENCH=OFF $(CMAKE_FLAGS)
 	cmake --build build/asan -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	  LSAN_OPTIONS=suppressions=$(CURDIR)/scripts/lsan.supp:print_suppressions=0 \
 	  ctest --test-dir build/asan --output-on-failure -j $(JOBS)
 
 test-tsan: setup
 	cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZERVA_TSAN=ON -DZERVA_BUILD_BENCH=OFF $(CMAKE_FLAGS)
 	cmake --build build/tsan -j $(JOBS)
-	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/scripts/tsan.supp \
 	  ctest --test-dir build/tsan --output-on-failure -j $(JOBS)
 
 bench: build

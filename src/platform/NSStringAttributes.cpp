@@ -1,20 +1,6 @@
 #include "platform/NSStringAttributes.h"
 
-#include <ostream>
-
-#include "platform/NSRange.h"
-
 namespace zerva {
-
-void PrintTo(const NSRange& r, std::ostream* os) { *os << "{" << r.location << ", " << r.length << "}"; }
-
-void NSMutableParagraphStyle::setAlignment(NSTextAlignment alignment) {
-  alignment_ = alignment >= NSTextAlignmentLeft && alignment <= NSTextAlignmentNatural ? alignment : NSTextAlignmentNatural;
-}
-
-void NSMutableParagraphStyle::setLineBreakMode(NSLineBreakMode mode) {
-  lineBreakMode_ = mode >= NSLineBreakByWordWrapping && mode <= NSLineBreakByTruncatingMiddle ? mode : NSLineBreakByWordWrapping;
-}
 
 bool NSStringAttributes::hasValueForKey(NSAttributedStringKey key) const {
   switch (key) {

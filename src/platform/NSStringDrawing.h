@@ -11,6 +11,7 @@
 //   drawn line ends in "…".
 // - NSStringDrawingUsesFontLeading: accepted; DejaVu Sans has no extra leading.
 // A width or height that is not a positive finite number means "no limit" on that side.
+// The platform's NSStringDrawingContext argument, always nil in this code, is left out.
 //
 // Drawing goes to the current context (UIGraphicsGetCurrentContext) and does nothing without one.
 // Any thread may measure and draw: each thread has its own text engine, set up on first use

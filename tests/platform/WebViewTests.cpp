@@ -1,0 +1,349 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "platform/NSLog.h"
+#include "platform/NSRunLoop.h"
+#include "platform/WKWebView.h"
+#include "platform/WebPage.h"
+#include "platform/WebSelector.h"
+
+namespace zerva {
+namespace {
+
+using nlohmann::json;
+
+struct Evaluated {
+  std::optional<json> result;
+  NSErrorOrNil error;
+  std::thread::id thread;
+};
+
+/// Evaluates and runs the main run loop until the completion arrives.
+Evaluated evaluate(const std::shared_ptr<WKWebView>& view, const std::string& script) {
+  std::optional<Evaluated> out;
+  int calls = 0;
+  view->evaluateJavaScript(script, [&](std::optional<json> result, NSErrorOrNil error) {
+    ++calls;
+    out = Evaluated{std::move(result), std::move(error), std::this_thread::get_id()};
+  });
+  EXPECT_FALSE(out) << "the completion ran inside evaluateJavaScript";
+  EXPECT_TRUE(NSRunLoop::mainRunLoop().runUntil([&] { return out.has_value(); }));
+  NSRunLoop::mainRunLoop().runPending();
+  EXPECT_EQ(calls, 1);
+  return out.value_or(Evaluated{});
+}
+
+WebPage pageFromJSON(std::string_view text) {
+  NSErrorOrNil error;
+  auto page = WebPage::pageWithJSON(text, &error);
+  EXPECT_TRUE(page) << (error ? error->localizedDescription() : "");
+  return page.value_or(WebPage{});
+}
+
+std::shared_ptr<WKWebView> webViewWithPage(std::string_view pageJSON) {
+  auto view = std::make_shared<WKWebView>(CGRectMake(0, 0, 390, 700));
+  view->loadPage(pageFromJSON(pageJSON));
+  return view;
+}
+
+// ---- Page model
+
+TEST(WebPage, ReadsElementsShorthandsAndNesting) {
+  NSErrorOrNil error;
+  auto page = WebPage::pageWithJSON(R"({
+    "definesOcclusionFunction": true,
+    "scripts": ["var loaded = 1;"],
+    "body": [
+      {"tag": "FORM", "frame": [0, 0, 390, 300], "visibility": "hidden", "children": [
+        {"tag": "input", "type": "password", "id": "pw", "classes": ["a", "b"], "frame": [10, 20, 200, 30],
+         "attributes": {"Data-Zerva-Sensitive": "", "name": "secret"}, "value": "hunter2"},
+        {"tag": "p", "hidden": true, "display": "flex", "text": "hi", "frame": [0, 900, 50, 100]}
+      ]}
+    ]})",
+                                    &error);
+  ASSERT_TRUE(page) << error->localizedDescription();
+  EXPECT_FALSE(error);
+  EXPECT_TRUE(page->definesOcclusionFunction);
+  EXPECT_EQ(page->scripts, std::vector<std::string>{"var loaded = 1;"});
+  ASSERT_EQ(page->body.size(), 1u);
+  const WebElement& form = page->body[0];
+  EXPECT_EQ(form.tagName, "form");
+  EXPECT_EQ(form.visibility, "hidden");
+  ASSERT_EQ(form.children.size(), 2u);
+  const WebElement& input = form.children[0];
+  EXPECT_EQ(input.attributes, (std::map<std::string, std::string>{
+                                  {"type", "password"}, {"id", "pw"}, {"class", "a b"},
+                                  {"data-zerva-sensitive", ""}, {"name", "secret"}}));
+  EXPECT_EQ(input.classList(), (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(input.frame, CGRectMake(10, 20, 200, 30));
+  EXPECT_EQ(input.value, "hunter2");
+  const WebElement& p = form.children[1];
+  EXPECT_TRUE(p.hasAttribute("hidden"));
+  EXPECT_EQ(p.computedDisplay(), "flex");  // the author's display beats the hidden attribute's
+  // The content reaches the farthest frame.
+  EXPECT_EQ(page->resolvedContentSize(), CGSizeMake(390, 1000));
+}
+
+TEST(WebPage, RefusesBadDocumentsNamingThePath) {
+  struct Case {
+    const char* json;
+    const char* path;
+  };
+  const Case cases[] = {
+      {R"({"body": [{"tag": "input", "frame": [0, 0, -1, 10]}]})", "$.body[0].frame[2]"},
+      {R"({"body": [{"tag": "input", "frame": [0, 0, 10]}]})", "$.body[0].frame"},
+      {R"({"body": [{"tag": "div", "children": [{"tag": "i", "visibility": "gone"}]}]})",
+       "$.body[0].children[0].visibility"},
+      {R"({"body": [{"tag": "div", "colour": "red"}]})", "$.body[0].colour"},
+      {R"({"body": [{"frame": [0, 0, 1, 1]}]})", "$.body[0].tag"},
+      {R"({"body": [{"tag": "x y"}]})", "$.body[0].tag"},
+      {R"({"body": [{"tag": "input", "type": "text", "attributes": {"type": "password"}}]})", "$.body[0].type"},
+      {R"({"body": [{"tag": "input", "attributes": {"name": 3}}]})", "$.body[0].attributes.name"},
+      {R"({"body": [{"tag": "input", "classes": ["a b"]}]})", "$.body[0].classes[0]"},
+      {R"({"scripts": [1]})", "$.scripts[0]"},
+      {R"({"contentSize": [100]})", "$.contentSize"},
+      {R"({"body": {}})", "$.body"},
+      {R"({"body": [)", "$"},
+  };
+  for (const auto& c : cases) {
+    NSErrorOrNil error;
+    EXPECT_FALSE(WebPage::pageWithJSON(c.json, &error, "login.json")) << c.json;
+    ASSERT_TRUE(error) << c.json;
+    EXPECT_EQ(error->domain(), WebPageErrorDomain);
+    EXPECT_NE(error->localizedDescription().find(std::string("login.json: ") + c.path + ": expected"),
+              std::string::npos)
+        << c.json << " -> " << error->localizedDescription();
+  }
+}
+
+WebElement element(std::string tag, std::map<std::string, std::string> attributes = {}) {
+  WebElement e;
+  e.tagName = std::move(tag);
+  e.attributes = std::move(attributes);
+  return e;
+}
+
+TEST(WebElement, DOMTypeAndDisplayFollowTheBrowsersDefaults) {
+  auto input = [](std::optional<std::string> type) {
+    return type ? element("input", {{"type", *type}}) : element("input");
+  };
+  EXPECT_EQ(input(std::nullopt).domType(), "text");
+  EXPECT_EQ(input("PassWord").domType(), "password");
+  EXPECT_EQ(input("fancy").domType(), "text");  // unknown types read as text
+  EXPECT_EQ(element("textarea").domType(), "textarea");
+  EXPECT_EQ(element("div").domType(), std::nullopt);
+
+  EXPECT_EQ(input("hidden").computedDisplay(), "none");
+  EXPECT_EQ(input("text").computedDisplay(), "inline-block");
+  EXPECT_EQ(element("div", {{"hidden", ""}}).computedDisplay(), "none");
+  EXPECT_EQ(element("span").computedDisplay(), "inline");
+}
+
+TEST(WebSelector, MatchesCompoundSelectorListsAndRefusesTheRest) {
+  WebElement password = element("input", {{"type", "password"}, {"id", "pw"}, {"class", "field zerva-sensitive"},
+                                          {"data-zerva-sensitive", ""}});
+  WebElement div = element("div", {{"class", "zerva-sensitive-not"}});
+  struct Case {
+    const char* selector;
+    bool password;
+    bool div;
+  };
+  const Case cases[] = {
+      {"input", true, false},
+      {"INPUT", true, false},
+      {"*", true, true},
+      {"#pw", true, false},
+      {".zerva-sensitive", true, false},  // whole class names only
+      {"input.field.zerva-sensitive", true, false},
+      {"[data-zerva-sensitive]", true, false},
+      {"input[type=password]", true, false},
+      {"input[type = \"password\"]", true, false},
+      {"[class~='field']", true, false},
+      {"[type=text]", false, false},
+      {"textarea, div", false, true},
+      {" input , [data-zerva-sensitive] ", true, false},
+  };
+  for (const auto& c : cases) {
+    auto selector = WebSelector::parse(c.selector);
+    ASSERT_TRUE(selector) << c.selector;
+    EXPECT_EQ(selector->matches(password), c.password) << c.selector;
+    EXPECT_EQ(selector->matches(div), c.div) << c.selector;
+  }
+  for (const char* bad : {"", "div p", "a > b", "input:focus", "[x=", "a,", ",a", "#", "[='x']"}) {
+    EXPECT_FALSE(WebSelector::parse(bad)) << bad;
+  }
+}
+
+// ---- Evaluation
+
+TEST(WebViewScript, RunsLaterOnTheMainThreadAndConvertsValues) {
+  auto view = webViewWithPage("{}");
+  EXPECT_FALSE(view->hasScriptContext());  // made by the first evaluation
+
+  Evaluated e = evaluate(view, "var o = {n: 2, f: 1.5, s: 'x\\u00e9', b: [true, null, , 'y'], u: undefined}; o");
+  EXPECT_EQ(e.thread, NSRunLoop::mainRunLoop().thread());
+  EXPECT_FALSE(e.error);
+  EXPECT_EQ(e.result, json::parse(R"({"n": 2, "f": 1.5, "s": "x\u00e9", "b": [true, null, null, "y"]})"));
+  EXPECT_TRUE(view->hasScriptContext());
+
+  e = evaluate(view, "undefined");
+  EXPECT_FALSE(e.result);
+  EXPECT_FALSE(e.error);
+
+  for (const char* unsupported : {"(function () {})", "({f: function () {}})", "var a = [1]; a.push(a); a"}) {
+    e = evaluate(view, unsupported);
+    EXPECT_FALSE(e.result) << unsupported;
+    ASSERT_TRUE(e.error) << unsupported;
+    EXPECT_EQ(e.error->code(), WKErrorJavaScriptResultTypeIsUnsupported) << unsupported;
+  }
+  // A getter that throws while the value is read is the script's exception, not a crash.
+  e = evaluate(view, "({get x() { throw new Error('no'); }})");
+  ASSERT_TRUE(e.error);
+  EXPECT_EQ(e.error->code(), WKErrorJavaScriptExceptionOccurred);
+}
+
+TEST(WebViewScript, GlobalsLastUntilThePageIsReplaced) {
+  auto view = webViewWithPage("{}");
+  EXPECT_FALSE(evaluate(view, "function twice(x) { return 2 * x; } var count = 1;").error);
+  EXPECT_EQ(evaluate(view, "count += 1; twice(count)").result, json(4));
+
+  view->loadPage(WebPage{});
+  EXPECT_FALSE(view->hasScriptContext());
+  Evaluated e = evaluate(view, "twice(1)");
+  ASSERT_TRUE(e.error);
+  EXPECT_EQ(e.error->domain(), WKErrorDomain);
+  EXPECT_EQ(e.error->code(), WKErrorJavaScriptExceptionOccurred);
+  const std::string& message = e.error->userInfo().at(WKJavaScriptExceptionMessageErrorKey);
+  EXPECT_NE(message.find("ReferenceError"), std::string::npos) << message;
+  EXPECT_NE(message.find("twice"), std::string::npos) << message;
+  EXPECT_NE(e.error->localizedDescription().find(message), std::string::npos);
+
+  e = evaluate(view, "\n\nthrow 'plain';");
+  ASSERT_TRUE(e.error);
+  EXPECT_EQ(e.error->userInfo().at(WKJavaScriptExceptionMessageErrorKey), "plain");
+}
+
+TEST(WebViewScript, RunawayScriptsAreStoppedAndThePageLivesOn) {
+  auto view = webViewWithPage(R"({"scripts": ["function ready() { return 'ready'; }"]})");
+  view->setScriptTimeout(0.05);
+
+  Evaluated e = evaluate(view, "while (true) {}");
+  ASSERT_TRUE(e.error);
+  EXPECT_EQ(e.error->code(), WKErrorJavaScriptExceptionOccurred);
+  EXPECT_NE(e.error->localizedDescription().find("ran longer than 0.05 s"), std::string::npos)
+      << e.error->localizedDescription();
+  // The regular-expression matcher is stopped as well, inside one long match.
+  e = evaluate(view, "/(a+)+b/.test('aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa')");
+  ASSERT_TRUE(e.error);
+  EXPECT_NE(e.error->localizedDescription().find("ran longer than 0.05 s"), std::string::npos)
+      << e.error->localizedDescription();
+  // A try/catch in the page cannot swallow the stop.
+  e = evaluate(view, "for (;;) { try { while (true) {} } catch (x) {} }");
+  ASSERT_TRUE(e.error);
+  EXPECT_NE(e.error->localizedDescription().find("ran longer"), std::string::npos);
+
+  view->setScriptMemoryLimit(size_t{4} << 20);
+  e = evaluate(view, "var s = 'x'; while (true) { s = s + s; }");
+  ASSERT_TRUE(e.error);
+  EXPECT_NE(e.error->localizedDescription().find("ran out of its 4 MiB of script memory"), std::string::npos)
+      << e.error->localizedDescription();
+
+  EXPECT_EQ(evaluate(view, "ready()").result, json("ready"));
+}
+
+TEST(WebViewScript, AViewGoneBeforeItsTurnReportsInvalidation) {
+  auto view = webViewWithPage("{}");
+  std::optional<NSErrorOrNil> error;
+  view->evaluateJavaScript("1", [&](std::optional<json> result, NSErrorOrNil e) {
+    EXPECT_FALSE(result);
+    error = e;
+  });
+  view.reset();
+  ASSERT_TRUE(NSRunLoop::mainRunLoop().runUntil([&] { return error.has_value(); }));
+  ASSERT_TRUE(*error);
+  EXPECT_EQ((*error)->code(), WKErrorWebViewInvalidated);
+}
+
+// ---- The page's DOM
+
+constexpr std::string_view kFormPage = R"({
+  "body": [
+    {"tag": "form", "id": "login", "frame": [0, 100, 390, 400], "visibility": "hidden", "children": [
+      {"tag": "input", "type": "Email", "id": "email", "classes": ["field"], "frame": [20, 120, 350, 40]},
+      {"tag": "input", "type": "password", "frame": [20, 180, 350, 40], "visibility": "visible",
+       "attributes": {"data-zerva-sensitive": "yes"}}
+    ]},
+    {"tag": "div", "hidden": true, "frame": [0, 600, 390, 100], "children": [
+      {"tag": "textarea", "id": "notes", "frame": [10, 610, 300, 80]}
+    ]}
+  ]})";
+
+TEST(WebViewDOM, AnswersThePartsOfTheDOMPageScriptsUse) {
+  auto view = webViewWithPage(kFormPage);
+  Evaluated e = evaluate(view, R"(
+    var email = document.getElementById('email');
+    var inputs = document.querySelectorAll('input');
+    var style = getComputedStyle(email);
+    ({
+      count: inputs.length,
+      tags: [email.tagName, email.type, inputs[1].type, document.getElementById('notes').type],
+      attrs: [email.getAttribute('TYPE'), email.getAttribute('missing'), inputs[1].getAttribute('data-zerva-sensitive'),
+              inputs[1].hasAttribute('data-zerva-sensitive')],
+      classes: [email.classList.contains('field'), email.classList.contains('fie')],
+      parent: email.parentElement.id + '/' + email.parentElement.parentElement.tagName,
+      scoped: document.getElementById('login').querySelectorAll('[data-zerva-sensitive], .field').length,
+      visibility: [style.visibility, getComputedStyle(inputs[1]).getPropertyValue('visibility')],
+      display: [style.display, getComputedStyle(document.getElementById('notes')).display,
+                getComputedStyle(document.querySelector('div')).display],
+      same: document.querySelector('#email') === email
+    }))");
+  ASSERT_FALSE(e.error) << e.error->localizedDescription();
+  EXPECT_EQ(e.result, json::parse(R"({
+    "count": 2,
+    "tags": ["INPUT", "email", "password", "textarea"],
+    "attrs": ["Email", null, "yes", true],
+    "classes": [true, false],
+    "parent": "login/BODY",
+    "scoped": 2,
+    "visibility": ["hidden", "visible"],
+    "display": ["inline-block", "inline-block", "none"],
+    "same": true
+  })"));
+
+  e = evaluate(view, "document.querySelectorAll('form input')");
+  ASSERT_TRUE(e.error);
+  EXPECT_NE(e.error->localizedDescription().find("SyntaxError"), std::string::npos);
+}
+
+TEST(WebViewDOM, RectanglesAreViewportRelativeAndZeroWhenNotRendered) {
+  auto view = webViewWithPage(kFormPage);
+  view->setSafeAreaInsets(UIEdgeInsetsMake(20, 5, 30, 5));
+  view->scrollView()->setContentOffset(CGPointMake(3, 150));
+  const char* script = R"(
+    function box(el) { var r = el.getBoundingClientRect(); return [r.left, r.top, r.width, r.height, r.right, r.bottom]; }
+    [box(document.getElementById('email')), box(document.getElementById('notes')),
+     document.getElementById('notes').getClientRects().length,
+     [scrollX, scrollY, pageYOffset, innerWidth, innerHeight]])";
+  EXPECT_EQ(evaluate(view, script).result, json::parse(R"([
+    [17, -30, 350, 40, 367, 10],
+    [0, 0, 0, 0, 0, 0],
+    0,
+    [3, 150, 150, 380, 650]])"));
+
+  view->scrollView()->setContentOffset(CGPointZero);
+  EXPECT_EQ(evaluate(view, "box(document.getElementById('email')).slice(0, 2)").result, json::parse("[20, 120]"));
+}
+
+TEST(WebViewDOM, PageScriptsRunWhenThePageLoads) {
+  NSLogCapture log;
+  auto view = webViewWithPage(R"({
+    "scripts": ["var first = document.querySelectorAll('*').length;", "throw new Error('broken');",
+                "var third = typeof Duktape;"]})");
+  // A failing script does not keep the later ones from running; the page sees no engine globals.
+  EXPECT_EQ(evaluate(view, "[first, third]").result, json::parse(R"([2, "undefined"])"));
+  EXPECT_EQ(log.count("a page script failed: A JavaScript exception occurred: Error: broken"), 1u);
+}
+
+}  // namespace
+}  // namespace zerva

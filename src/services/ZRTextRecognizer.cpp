@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <mutex>
 
 #include <tesseract/baseapi.h>
 #include <tesseract/resultiterator.h>
@@ -37,14 +36,16 @@ tesseract::PageSegMode pageSegMode(ZRTextRecognizer::Layout layout) {
 }  // namespace
 
 void ZRTextRecognizer::limitEngineThreads() {
-  static std::once_flag once;
-  std::call_once(once, [] {
-    // Looked up rather than linked: the runtime comes with the engine's library, if it was
-    // built with one. With no level allowed to be active, every parallel region (even one that
-    // names its thread count) runs on the thread that meets it.
-    using SetLevels = void (*)(int);
-    if (auto set = reinterpret_cast<SetLevels>(dlsym(RTLD_DEFAULT, "omp_set_max_active_levels"))) set(0);
-  });
+  // The limit lives in the calling thread's data environment (GCC 11 and later), so each thread
+  // that runs an engine sets it once.
+  thread_local bool limited = false;
+  if (limited) return;
+  limited = true;
+  // Looked up rather than linked: the runtime comes with the engine's library, if it was built
+  // with one. With no level allowed to be active, every parallel region (even one that names
+  // its thread count) runs on the thread that meets it.
+  using SetLevels = void (*)(int);
+  if (auto set = reinterpret_cast<SetLevels>(dlsym(RTLD_DEFAULT, "omp_set_max_active_levels"))) set(0);
 }
 
 std::unique_ptr<ZRTextRecognizer> ZRTextRecognizer::create(const std::string& languages, Layout layout,
@@ -84,6 +85,7 @@ std::vector<ZRRecognizedLine> ZRTextRecognizer::recognize(const ZRGreyImage& ima
   const int left = std::clamp(region.left, 0, width), right = std::clamp(region.right, 0, width);
   const int top = std::clamp(region.top, 0, height), bottom = std::clamp(region.bottom, 0, height);
   if (right <= left || bottom <= top) return lines;
+  limitEngineThreads();
   auto& api = engine_->api;
   // The engine is given the region's rows as a picture of their own: it copies only those, and
   // a sub-rectangle as wide as the picture but not as tall finds nothing in Tesseract 5.3.

@@ -5,7 +5,7 @@
 //
 // The engine's library parallelises with OpenMP; on a phone-sized core budget that is several
 // times slower than one thread (its spinning helpers fight the app for the cores), so the
-// engine limits OpenMP to one thread before it first runs (see docs/text-recognition.md).
+// engine limits OpenMP to one thread on every thread it runs on (docs/text-recognition.md).
 
 #include <memory>
 #include <string>
@@ -59,8 +59,8 @@ class ZRTextRecognizer {
   /// Empty for an empty region or when the engine fails.
   std::vector<ZRRecognizedLine> recognize(const ZRGreyImage& image, const ZRPixelBox& region);
 
-  /// Caps OpenMP parallelism at one thread (process-wide with GCC's runtime). Idempotent;
-  /// create() calls it. Does nothing when the engine was built without OpenMP.
+  /// Caps OpenMP parallelism at one thread for the calling thread. Cheap after the first call;
+  /// create() and recognize() call it. Does nothing when the engine was built without OpenMP.
   static void limitEngineThreads();
 
  private:

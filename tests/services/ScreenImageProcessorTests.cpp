@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <mutex>
 #include <optional>
@@ -233,6 +235,22 @@ TEST(ScreenImageProcessor, LanguageWithoutModelsIsLoggedOnceAndEnglishUsed) {
   EXPECT_EQ(ZRLogUtility::recordedTagsNamed("TextRecognitionLanguageMissing").size(), 1u);
   EXPECT_EQ(processor.statistics().enginesCreated, 1u);
   ZRLogUtility::reset();
+}
+
+// The engine's OpenMP limit belongs to the thread that sets it: every processor's worker must
+// set its own, or recognition there runs several times slower.
+TEST(ScreenImageProcessor, EveryWorkerRunsTheEngineOnOneThread) {
+  using GetLevels = int (*)();
+  const auto get = reinterpret_cast<GetLevels>(dlsym(RTLD_DEFAULT, "omp_get_max_active_levels"));
+  if (!get) GTEST_SKIP() << "the engine's library brings no OpenMP runtime";
+  const auto image = drawFrame({120, 30}, 1, {{"Ref 123456", {5, 5}, 14}});
+  for (int i = 0; i < 2; ++i) {
+    ScreenImageProcessor processor;
+    std::optional<int> levels;
+    processor.processImage(recognize(image), [&](std::vector<std::string>) { levels = get(); });
+    processor.drain();
+    EXPECT_EQ(levels, 0) << "processor " << i;
+  }
 }
 
 }  // namespace

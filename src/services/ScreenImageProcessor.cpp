@@ -71,7 +71,7 @@ ZRTextRecognizer* ScreenImageProcessor::Worker::engine(const std::string& langua
   auto [it, inserted] = engines.try_emplace(languages);
   if (inserted) {
     NSErrorOrNil error;
-    it->second = ZRTextRecognizer::create(languages, options.layout, &error);
+    it->second = ZRTextRecognizer::create(languages, &error);
     if (it->second) {
       ++enginesCreated;
     } else {
@@ -177,7 +177,7 @@ std::vector<ZRRecognizedLine> ScreenImageProcessor::Worker::recognize(ZRTextReco
     const int radius = std::max(2, static_cast<int>(kPolarityRadiusPoints * grey.pixelsPerPoint() + 0.5));
     const ZRGreyImage readable = grey.withDarkTextOnLight(radius);
     for (const auto& band : bands) {
-      auto found = engine.recognize(readable, band);
+      auto found = engine.recognize(readable, band, band == whole ? options.layout : options.bandLayout);
       ++recognitions;
       recognizedRows += static_cast<std::uint64_t>(band.height());
       std::move(found.begin(), found.end(), std::back_inserter(lines));

@@ -39,7 +39,10 @@ class ScreenImageProcessor {
     double pixelsPerPoint = 1.0;
     /// Reuse the words of rows that did not change since the previous frame.
     bool reuseUnchangedRows = true;
+    /// Layout analysis for whole frames (columns, blocks) and for bands of changed rows (a few
+    /// lines across the frame: read as one block, which skips most of the analysis).
     ZRTextRecognizer::Layout layout = ZRTextRecognizer::Layout::Auto;
+    ZRTextRecognizer::Layout bandLayout = ZRTextRecognizer::Layout::SingleBlock;
     /// Added around each word's box, in points.
     double marginPoints = 3.0;
   };

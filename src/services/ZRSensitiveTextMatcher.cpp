@@ -73,8 +73,11 @@ void findEmails(std::string_view text, std::vector<Span>& out) {
   for (std::size_t at = text.find('@'); at != std::string_view::npos; at = text.find('@', at + 1)) {
     std::size_t begin = at;
     while (begin > 0 && isLocalChar(text[begin - 1])) --begin;
-    // The recogniser may split a local part after a '+', '_' or '-' ("support+ billing@...").
-    while (begin >= 2 && text[begin - 1] == ' ' && (text[begin - 2] == '+' || text[begin - 2] == '_' || text[begin - 2] == '-')) {
+    // The recogniser may split a local part next to a '+', '_' or '-' ("support+ billing@...",
+    // "support +billing@...").
+    auto joiner = [](char c) { return c == '+' || c == '_' || c == '-'; };
+    while (begin >= 2 && begin < at && text[begin - 1] == ' ' && isLocalChar(text[begin - 2]) &&
+           (joiner(text[begin - 2]) || joiner(text[begin]))) {
       begin -= 1;
       while (begin > 0 && isLocalChar(text[begin - 1])) --begin;
     }

@@ -48,8 +48,7 @@ void ZRTextRecognizer::limitEngineThreads() {
   if (auto set = reinterpret_cast<SetLevels>(dlsym(RTLD_DEFAULT, "omp_set_max_active_levels"))) set(0);
 }
 
-std::unique_ptr<ZRTextRecognizer> ZRTextRecognizer::create(const std::string& languages, Layout layout,
-                                                           NSErrorOrNil* error) {
+std::unique_ptr<ZRTextRecognizer> ZRTextRecognizer::create(const std::string& languages, NSErrorOrNil* error) {
   limitEngineThreads();
   auto engine = std::make_unique<Engine>();
   // The engine's diagnostics would go to standard error on every page; the caller logs instead.
@@ -60,7 +59,6 @@ std::unique_ptr<ZRTextRecognizer> ZRTextRecognizer::create(const std::string& la
     }
     return nullptr;
   }
-  engine->api.SetPageSegMode(pageSegMode(layout));
   // Light-on-dark text is turned dark-on-light beforehand (ZRGreyImage), so the engine's own
   // second pass over inverted lines would only cost time.
   engine->api.SetVariable("tessedit_do_invert", "0");
@@ -79,7 +77,8 @@ std::vector<std::string> ZRTextRecognizer::installedLanguages() const {
   return out;
 }
 
-std::vector<ZRRecognizedLine> ZRTextRecognizer::recognize(const ZRGreyImage& image, const ZRPixelBox& region) {
+std::vector<ZRRecognizedLine> ZRTextRecognizer::recognize(const ZRGreyImage& image, const ZRPixelBox& region,
+                                                          Layout layout) {
   std::vector<ZRRecognizedLine> lines;
   const int width = image.width(), height = image.height();
   const int left = std::clamp(region.left, 0, width), right = std::clamp(region.right, 0, width);
@@ -90,6 +89,7 @@ std::vector<ZRRecognizedLine> ZRTextRecognizer::recognize(const ZRGreyImage& ima
   // The engine is given the region's rows as a picture of their own: it copies only those, and
   // a sub-rectangle as wide as the picture but not as tall finds nothing in Tesseract 5.3.
   api.Clear();
+  api.SetPageSegMode(pageSegMode(layout));
   api.SetImage(image.row(top), width, bottom - top, 1, width);
   api.SetSourceResolution(
       std::max(1, static_cast<int>(std::lround(kDotsPerInchAtOnePixelPerPoint * image.pixelsPerPoint()))));

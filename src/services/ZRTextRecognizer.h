@@ -45,8 +45,7 @@ class ZRTextRecognizer {
 
   /// `languages` as the engine names them, joined by '+' ("eng", "eng+fra"). nullptr with *error
   /// (domain "ZRTextRecognition", code 1) when the models cannot be loaded.
-  static std::unique_ptr<ZRTextRecognizer> create(const std::string& languages, Layout layout,
-                                                  NSErrorOrNil* error = nullptr);
+  static std::unique_ptr<ZRTextRecognizer> create(const std::string& languages, NSErrorOrNil* error = nullptr);
   ~ZRTextRecognizer();
   ZRTextRecognizer(const ZRTextRecognizer&) = delete;
   ZRTextRecognizer& operator=(const ZRTextRecognizer&) = delete;
@@ -55,9 +54,9 @@ class ZRTextRecognizer {
   /// Languages whose models are installed beside the ones this engine loaded.
   std::vector<std::string> installedLanguages() const;
 
-  /// Recognises the region of the image (clipped to it); boxes are in the image's pixels.
-  /// Empty for an empty region or when the engine fails.
-  std::vector<ZRRecognizedLine> recognize(const ZRGreyImage& image, const ZRPixelBox& region);
+  /// Recognises the region of the image (clipped to it) with the layout analysis given; boxes
+  /// are in the image's pixels. Empty for an empty region or when the engine fails.
+  std::vector<ZRRecognizedLine> recognize(const ZRGreyImage& image, const ZRPixelBox& region, Layout layout);
 
   /// Caps OpenMP parallelism at one thread for the calling thread. Cheap after the first call;
   /// create() and recognize() call it. Does nothing when the engine was built without OpenMP.

@@ -49,9 +49,11 @@ TEST(SensitiveTextMatcher, EmailAddresses) {
   EXPECT_EQ(find("Mail jane.doe+news@mail.example.co.uk, thanks"),
             (Found{{"jane.doe+news@mail.example.co.uk", Kind::Email}}));
   EXPECT_EQ(find("(bob_99@example.org)."), (Found{{"bob_99@example.org", Kind::Email}}));
-  // Split by the recogniser after a '+'; a sentence before an address is not taken in.
+  // Split by the recogniser beside a '+'; a sentence before an address is not taken in.
   EXPECT_EQ(find("Email support+ billing@shop.example.org"),
             (Found{{"support+ billing@shop.example.org", Kind::Email}}));
+  EXPECT_EQ(find("Email support +billing@shop.example.org"),
+            (Found{{"support +billing@shop.example.org", Kind::Email}}));
   EXPECT_EQ(find("Write to us. bob@example.org"), (Found{{"bob@example.org", Kind::Email}}));
   EXPECT_EQ(find("follow @handle on a@b or x@y.z1"), Found{});
 }

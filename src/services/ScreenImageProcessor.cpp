@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <exception>
 #include <map>
 #include <optional>
@@ -10,6 +11,7 @@
 #include "platform/CGGeometry.h"
 #include "platform/NSLog.h"
 #include "platform/UIImage.h"
+#include "services/ZRFrameRows.h"
 #include "services/ZRGreyImage.h"
 #include "services/ZRLogUtility.h"
 #include "services/ZRSensitiveTextMatcher.h"
@@ -20,8 +22,6 @@ namespace {
 
 constexpr const char* kEnglish = "eng";
 constexpr const char* kLogPrefix = "[Zerva: Screen Recording] ";
-// A grey level change above this marks a row as changed (anti-aliasing noise stays below).
-constexpr int kChangeTolerance = 16;
 // Changed rows are widened by this much, in points, so that a band holds whole lines even when
 // only part of a line's glyphs changed.
 constexpr double kBandPaddingPoints = 8;
@@ -46,8 +46,7 @@ struct ScreenImageProcessor::Worker {
   // Worker thread only.
   ZRTextRecognizer* engine(const std::string& languages);
   ZRTextRecognizer* engineFor(const std::optional<std::vector<std::string>>& requested);
-  std::vector<ZRRecognizedLine> recognize(ZRTextRecognizer& engine, ZRGreyImage grey);
-  std::vector<ZRPixelBox> changedBands(const ZRGreyImage& grey) const;
+  std::vector<ZRRecognizedLine> recognize(ZRTextRecognizer& engine, const UIImage& image);
 
   const Options options;
 
@@ -58,10 +57,12 @@ struct ScreenImageProcessor::Worker {
   std::map<std::string, std::unique_ptr<ZRTextRecognizer>> engines;
   std::optional<std::set<std::string>> installedLanguages;
   std::set<std::string> reportedMissing;
-  // The previous recognised frame: its grey copy, the engine's languages, and its words.
+  // The previous type-1 frame: its capture rows, scale and languages, and the lines of words
+  // found in it (in grey-copy pixels).
   struct {
     bool valid = false;
-    ZRGreyImage grey;
+    ZRFrameRows rows;
+    double scale = 0;
     std::string languages;
     std::vector<ZRRecognizedLine> lines;
   } previous;
@@ -108,26 +109,28 @@ ZRTextRecognizer* ScreenImageProcessor::Worker::engineFor(const std::optional<st
   return english;
 }
 
-std::vector<ZRPixelBox> ScreenImageProcessor::Worker::changedBands(const ZRGreyImage& grey) const {
-  const std::vector<bool> changed = grey.changedRows(previous.grey, kChangeTolerance);
-  const int pad = std::max(1, static_cast<int>(kBandPaddingPoints * grey.pixelsPerPoint() + 0.5));
+namespace {
+
+// Bands of grey rows to read: the rows marked, widened by `pad`, then over every line they touch
+// (those lines are read again whole, and dropped from `lines`), merged where they meet.
+std::vector<ZRPixelBox> bandsToRead(const std::vector<bool>& marked, std::vector<ZRRecognizedLine>& lines, int width,
+                                    int pad) {
+  const int height = static_cast<int>(marked.size());
   std::vector<ZRPixelBox> bands;
-  for (int y = 0; y < grey.height(); ++y) {
-    if (!changed[y]) continue;
+  for (int y = 0; y < height; ++y) {
+    if (!marked[y]) continue;
     int end = y;
-    while (end < grey.height() && changed[end]) ++end;
-    bands.push_back({0, std::max(0, y - pad), grey.width(), std::min(grey.height(), end + pad)});
+    while (end < height && marked[end]) ++end;
+    bands.push_back({0, std::max(0, y - pad), width, std::min(height, end + pad)});
     y = end;
   }
-  // Widen bands over the earlier lines they touch (those lines are read again whole) and merge
-  // bands that meet, until nothing moves.
   for (bool moved = true; moved;) {
     moved = false;
     for (auto& band : bands) {
-      for (const auto& line : previous.lines) {
+      for (const auto& line : lines) {
         if (!boxesShareRows(band, line.box)) continue;
         const int top = std::min(band.top, std::max(0, line.box.top - pad));
-        const int bottom = std::max(band.bottom, std::min(grey.height(), line.box.bottom + pad));
+        const int bottom = std::max(band.bottom, std::min(height, line.box.bottom + pad));
         if (top != band.top || bottom != band.bottom) {
           band.top = top;
           band.bottom = bottom;
@@ -146,35 +149,92 @@ std::vector<ZRPixelBox> ScreenImageProcessor::Worker::changedBands(const ZRGreyI
     }
     bands = std::move(merged);
   }
+  std::erase_if(lines, [&](const ZRRecognizedLine& line) {
+    return std::any_of(bands.begin(), bands.end(), [&](const ZRPixelBox& b) { return boxesShareRows(b, line.box); });
+  });
   return bands;
 }
 
-std::vector<ZRRecognizedLine> ScreenImageProcessor::Worker::recognize(ZRTextRecognizer& engine, ZRGreyImage grey) {
-  const ZRPixelBox whole{0, 0, grey.width(), grey.height()};
-  const bool reuse = options.reuseUnchangedRows && previous.valid && previous.languages == engine.languages() &&
-                     previous.grey.width() == grey.width() && previous.grey.height() == grey.height();
-  std::vector<ZRPixelBox> bands{whole};
-  if (reuse) {
-    bands = changedBands(grey);
-    int rows = 0;
-    for (const auto& band : bands) rows += band.height();
-    if (rows > kWholeFrameShare * grey.height()) bands = {whole};
+ZRRecognizedLine shifted(ZRRecognizedLine line, int dy) {
+  line.box.top += dy;
+  line.box.bottom += dy;
+  for (auto& word : line.words) {
+    word.box.top += dy;
+    word.box.bottom += dy;
   }
+  return line;
+}
 
+}  // namespace
+
+std::vector<ZRRecognizedLine> ScreenImageProcessor::Worker::recognize(ZRTextRecognizer& engine, const UIImage& image) {
+  const double ppp = options.pixelsPerPoint;
+  const int greyWidth = ZRGreyImage::scaledSide(image.size().width, ppp);
+  const int greyHeight = ZRGreyImage::scaledSide(image.size().height, ppp);
+  ZRFrameRows rows(image);
+  // Grey rows per capture row, and the capture rows [first, end) under a grey row.
+  const double k = static_cast<double>(greyHeight) / rows.height();
+  auto firstCaptureRow = [&](int gy) { return std::clamp(static_cast<int>(std::floor(gy / k)), 0, rows.height()); };
+  auto endCaptureRow = [&](int gy) { return std::clamp(static_cast<int>(std::ceil(gy / k)), 0, rows.height()); };
+
+  const bool reuse = options.reuseUnchangedRows && previous.valid && previous.languages == engine.languages() &&
+                     previous.scale == image.scale() && rows.sameSize(previous.rows);
   std::vector<ZRRecognizedLine> lines;
-  if (bands.empty()) {
-    ++reusedFrames;
-    lines = previous.lines;
-  } else {
-    ++recognizedFrames;
-    if (reuse && bands.front() != whole) {
-      for (const auto& line : previous.lines) {
-        if (std::none_of(bands.begin(), bands.end(), [&](const ZRPixelBox& b) { return boxesShareRows(b, line.box); })) {
-          lines.push_back(line);
-        }
+  std::vector<bool> toRead(greyHeight, true);
+  if (reuse) {
+    const std::vector<bool> changed = rows.changedRows(previous.rows);
+    const std::optional<int> shift = rows.verticalShift(previous.rows, changed);
+    // Capture rows whose content is new: changed, and not the previous content moved.
+    std::vector<bool> fresh = changed;
+    if (shift) {
+      for (int y = 0; y < rows.height(); ++y) fresh[y] = fresh[y] && !rows.rowMatches(previous.rows, y, *shift);
+    }
+    for (int gy = 0; gy < greyHeight; ++gy) {
+      const int c0 = firstCaptureRow(gy), c1 = std::max(c0 + 1, endCaptureRow(gy + 1));
+      toRead[gy] = std::any_of(fresh.begin() + std::min(c0, rows.height()), fresh.begin() + std::min(c1, rows.height()),
+                               [](bool f) { return f; });
+    }
+    // Earlier lines stay where their rows did not change, and move where all their rows moved.
+    // A line that did neither is read again where it would have moved to: cut by the edge of a
+    // scrolling area, it has rows that moved and rows that did not. (Without a shift its rows
+    // changed and are read anyway.)
+    const int greyShift = shift ? static_cast<int>(std::lround(*shift * k)) : 0;
+    auto markToRead = [&](int top, int bottom) {
+      for (int gy = std::max(0, top); gy < std::min(greyHeight, bottom); ++gy) toRead[gy] = true;
+    };
+    for (const auto& line : previous.lines) {
+      const int c0 = firstCaptureRow(line.box.top), c1 = endCaptureRow(line.box.bottom);
+      bool still = true, moved = shift.has_value();
+      for (int c = c0; c < c1; ++c) {
+        still = still && !changed[c];
+        moved = moved && rows.rowMatches(previous.rows, c + *shift, *shift);
+      }
+      if (still) {
+        lines.push_back(line);
+      } else if (moved) {
+        lines.push_back(shifted(line, greyShift));
+      } else {
+        markToRead(line.box.top + greyShift, line.box.bottom + greyShift);
       }
     }
-    const int radius = std::max(2, static_cast<int>(kPolarityRadiusPoints * grey.pixelsPerPoint() + 0.5));
+  }
+
+  const int pad = std::max(1, static_cast<int>(kBandPaddingPoints * ppp + 0.5));
+  const ZRPixelBox whole{0, 0, greyWidth, greyHeight};
+  std::vector<ZRPixelBox> bands = reuse ? bandsToRead(toRead, lines, greyWidth, pad) : std::vector<ZRPixelBox>{whole};
+  int rowsToRead = 0;
+  for (const auto& band : bands) rowsToRead += band.height();
+  if (rowsToRead > kWholeFrameShare * greyHeight) {
+    bands = {whole};
+    lines.clear();
+  }
+
+  if (bands.empty()) {
+    ++reusedFrames;
+  } else {
+    ++recognizedFrames;
+    const ZRGreyImage grey = ZRGreyImage::fromImage(image, ppp);
+    const int radius = std::max(2, static_cast<int>(kPolarityRadiusPoints * ppp + 0.5));
     const ZRGreyImage readable = grey.withDarkTextOnLight(radius);
     for (const auto& band : bands) {
       auto found = engine.recognize(readable, band, band == whole ? options.layout : options.bandLayout);
@@ -182,11 +242,12 @@ std::vector<ZRRecognizedLine> ScreenImageProcessor::Worker::recognize(ZRTextReco
       recognizedRows += static_cast<std::uint64_t>(band.height());
       std::move(found.begin(), found.end(), std::back_inserter(lines));
     }
-    std::stable_sort(lines.begin(), lines.end(),
-                     [](const ZRRecognizedLine& a, const ZRRecognizedLine& b) { return a.box.top < b.box.top; });
   }
+  std::stable_sort(lines.begin(), lines.end(),
+                   [](const ZRRecognizedLine& a, const ZRRecognizedLine& b) { return a.box.top < b.box.top; });
   previous.valid = true;
-  previous.grey = std::move(grey);
+  previous.rows = std::move(rows);
+  previous.scale = image.scale();
   previous.languages = engine.languages();
   previous.lines = lines;
   return lines;
@@ -199,10 +260,10 @@ std::vector<std::string> ScreenImageProcessor::Worker::process(const AITextOcclu
   ZRTextRecognizer* recognizer = engineFor(record.recognitionLanguages());
   if (!recognizer) return {};
 
-  ZRGreyImage grey = ZRGreyImage::fromImage(*image, options.pixelsPerPoint);
   const CGSize size = image->size();
-  const double toPointsX = size.width / grey.width(), toPointsY = size.height / grey.height();
-  const auto lines = recognize(*recognizer, std::move(grey));
+  const double toPointsX = size.width / ZRGreyImage::scaledSide(size.width, options.pixelsPerPoint);
+  const double toPointsY = size.height / ZRGreyImage::scaledSide(size.height, options.pixelsPerPoint);
+  const auto lines = recognize(*recognizer, *image);
 
   const ZRSensitiveTextMatcher matcher(record.customWords().value_or(std::vector<std::string>{}));
   const CGRect bounds = CGRectMake(0, 0, size.width, size.height);

@@ -11,9 +11,10 @@
 //   array without recognising. A nil or empty image answers an empty array.
 // - Engines are made on the worker when a language set is first asked for, and kept. Languages
 //   without installed models are logged once each and left out; English is the fallback.
-// - Work is kept down by recognising a grey copy at `pixelsPerPoint`, and by reading again only
-//   the bands of rows that changed since the previous frame of the same size and languages; the
-//   words of unchanged bands are reused (custom words are matched afresh on every frame).
+// - Work is kept down by recognising a grey copy at `pixelsPerPoint`, and by reading only rows
+//   whose content is new since the previous frame of the same size, scale and languages: words
+//   of unchanged rows are reused, words of content that scrolled are moved with it (custom words
+//   and patterns are matched afresh on every frame).
 // Any thread may call processImage and statistics; destruction answers the records already
 // given first.
 
@@ -37,7 +38,7 @@ class ScreenImageProcessor {
     /// Resolution of the copy that is recognised. 1 reads text of 11 points and up; 2 finds a
     /// few more words at about 1.5 times the cost.
     double pixelsPerPoint = 1.0;
-    /// Reuse the words of rows that did not change since the previous frame.
+    /// Reuse the words of rows that did not change, or only moved, since the previous frame.
     bool reuseUnchangedRows = true;
     /// Layout analysis for whole frames (columns, blocks) and for bands of changed rows (a few
     /// lines across the frame: read as one block, which skips most of the analysis).
@@ -51,7 +52,7 @@ class ScreenImageProcessor {
   struct Statistics {
     std::uint64_t records = 0;          // answered
     std::uint64_t recognizedFrames = 0; // frames that went to the engine, wholly or in bands
-    std::uint64_t reusedFrames = 0;     // type-1 frames answered from earlier words alone
+    std::uint64_t reusedFrames = 0;     // type-1 frames answered from earlier (perhaps moved) words alone
     std::uint64_t recognitions = 0;     // engine runs (one per band)
     std::uint64_t recognizedRows = 0;   // rows of the grey copy that the engine read
     std::uint64_t enginesCreated = 0;

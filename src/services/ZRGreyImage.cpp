@@ -54,8 +54,7 @@ ZRGreyImage ZRGreyImage::fromImage(const UIImage& image, double pixelsPerPoint) 
   const int sw = static_cast<int>(source.width()), sh = static_cast<int>(source.height());
   if (sw == 0 || sh == 0) return {};
   const CGSize points = image.size();
-  const int tw = std::max(1, static_cast<int>(std::lround(points.width * pixelsPerPoint)));
-  const int th = std::max(1, static_cast<int>(std::lround(points.height * pixelsPerPoint)));
+  const int tw = scaledSide(points.width, pixelsPerPoint), th = scaledSide(points.height, pixelsPerPoint);
 
   // Luminance of premultiplied pixels over white: c + (255 - alpha).
   std::vector<std::uint8_t> grey(static_cast<std::size_t>(sw) * sh);
@@ -129,20 +128,8 @@ ZRGreyImage ZRGreyImage::withDarkTextOnLight(int radius) const {
   return out;
 }
 
-std::vector<bool> ZRGreyImage::changedRows(const ZRGreyImage& other, int tolerance) const {
-  if (other.width_ != width_ || other.height_ != height_) return std::vector<bool>(height_, true);
-  std::vector<bool> changed(height_, false);
-  for (int y = 0; y < height_; ++y) {
-    const std::uint8_t* a = row(y);
-    const std::uint8_t* b = other.row(y);
-    for (int x = 0; x < width_; ++x) {
-      if (std::abs(static_cast<int>(a[x]) - static_cast<int>(b[x])) > tolerance) {
-        changed[y] = true;
-        break;
-      }
-    }
-  }
-  return changed;
+int ZRGreyImage::scaledSide(double points, double pixelsPerPoint) {
+  return std::max(1, static_cast<int>(std::lround(points * pixelsPerPoint)));
 }
 
 }  // namespace zerva

@@ -35,9 +35,8 @@ class ZRGreyImage {
   /// recogniser then needs no second, inverted pass of its own.
   ZRGreyImage withDarkTextOnLight(int radius) const;
 
-  /// For each row, whether it differs from the same row of `other` by more than `tolerance` in
-  /// any pixel. All rows count as changed when the sizes differ.
-  std::vector<bool> changedRows(const ZRGreyImage& other, int tolerance) const;
+  /// The pixels a side of `points` gets at `pixelsPerPoint`, as fromImage sizes its copies.
+  static int scaledSide(double points, double pixelsPerPoint);
 
  private:
   int width_ = 0;

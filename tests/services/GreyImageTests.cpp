@@ -44,13 +44,5 @@ TEST(GreyImage, LightTextOnDarkGroundTurnsDarkOnLight) {
   EXPECT_EQ(out.at(36, 5), 255);
 }
 
-TEST(GreyImage, ChangedRowsIgnoreSmallDifferences) {
-  ZRGreyImage a(10, 6, 1), b(10, 6, 1);
-  b.row(2)[7] = 0;     // a real change
-  b.row(4)[1] = 250;   // below the tolerance
-  EXPECT_EQ(a.changedRows(b, 16), (std::vector<bool>{false, false, true, false, false, false}));
-  EXPECT_EQ(a.changedRows(ZRGreyImage(10, 5, 1), 16), std::vector<bool>(6, true));
-}
-
 }  // namespace
 }  // namespace zerva

@@ -164,6 +164,47 @@ TEST(ScreenImageProcessor, RereadsChangedRowsOnlyAndDropsWordsThatWentAway) {
   EXPECT_EQ(processor.statistics().enginesCreated, 1u);
 }
 
+// A list scrolled under a fixed header: the words that moved are moved, not read again; only
+// the rows that came in are read.
+TEST(ScreenImageProcessor, ScrolledContentIsMovedAndOnlyTheNewRowsRead) {
+  const std::vector<std::string> items{"Meeting notes", "jane.doe@example.com", "Lunch on Friday",
+                                       "7730021945",    "Weekly report",        "See you soon",
+                                       "+1 (415) 555-0142", "Holiday photos",   "4111 1111 1111 1111"};
+  auto listAt = [&](double offset) {
+    std::vector<Text> texts;
+    for (std::size_t i = 0; i < items.size(); ++i) texts.push_back({items[i], {20, 60 + 32.0 * i - offset}, 14});
+    return texts;
+  };
+  auto frame = [&](double offset) {
+    UIGraphicsImageRendererFormat format;
+    format.setScale(2);
+    format.setOpaque(true);
+    return UIGraphicsImageRenderer({280, 300}, format).imageWithActions([&](UIGraphicsImageRendererContext& ctx) {
+      auto c = ctx.CGContext();
+      CGContextSetRGBFillColor(c, 1, 1, 1, 1);
+      CGContextFillRect(c, CGRectMake(0, 0, 280, 300));
+      CGContextSaveGState(c);
+      CGContextClipToRect(c, CGRectMake(0, 44, 280, 256));
+      for (const auto& t : listAt(offset)) drawWithRect(t.text, layoutRect(t), NSStringDrawingUsesLineFragmentOrigin, attributes(t));
+      CGContextRestoreGState(c);
+      const Text header{"Inbox", {20, 12}, 17, true};
+      drawWithRect(header.text, layoutRect(header), NSStringDrawingUsesLineFragmentOrigin, attributes(header));
+    });
+  };
+  ScreenImageProcessor processor;
+  (void)answer(processor, recognize(frame(0)));
+  const auto rowsBefore = processor.statistics().recognizedRows;
+  const auto scrolled = frame(64);
+  const auto rects = rectsOf(answer(processor, recognize(scrolled)));
+  const auto moved = listAt(64);
+  EXPECT_TRUE(covered(rects, inkBox(*scrolled, moved[3])));  // moved up from the first frame
+  EXPECT_TRUE(covered(rects, inkBox(*scrolled, moved[6])));
+  EXPECT_TRUE(covered(rects, inkBox(*scrolled, moved[8])));  // came in at the bottom
+  EXPECT_FALSE(touched(rects, inkBox(*scrolled, moved[4])));
+  EXPECT_EQ(rects.size(), 3u);  // the e-mail address went under the header
+  EXPECT_LT(processor.statistics().recognizedRows - rowsBefore, 150u);  // not the whole frame
+}
+
 TEST(ScreenImageProcessor, AnswersEmptyWithoutRecognisingForTypeThreeAndMissingImages) {
   ScreenImageProcessor processor;
   const auto image = drawFrame({200, 40}, 1, {{"Card 4111 1111 1111 1111", {5, 10}, 14}});

@@ -442,7 +442,7 @@ void BM_Words(benchmark::State& state) {
   const Page page = accountScreen("blue", 41);
   const auto image = draw(page);
   std::vector<std::string> truth;
-  for (const auto& t : page.texts) {
+  for (const auto& t : wholeTexts(page)) {
     for (std::size_t at = 0; at < t.text.size();) {
       const std::size_t end = std::min(t.text.find(' ', at), t.text.size());
       if (end > at) truth.push_back(t.text.substr(at, end - at));

@@ -9,7 +9,7 @@
 //   Recall        nine pages holding 30 sensitive strings three times each (90) among ordinary
 //                 text, in sizes 12 to 18, regular and bold, dark on light and light on dark
 //   Words         words of the typical screen found exactly, by resolution, grey and polarity
-//   EngineCreation, GreyCopy   fixed costs
+//   EngineCreation, GreyCopy, FrameRows   fixed costs
 //
 // Frames are drawn at scale 2 (800x1688 pixels), as a phone captures them.
 
@@ -28,6 +28,7 @@
 #include "platform/UIGraphicsImageRenderer.h"
 #include "services/AITextOcclusionData.h"
 #include "services/ScreenImageProcessor.h"
+#include "services/ZRFrameRows.h"
 #include "services/ZRGreyImage.h"
 #include "services/ZRTextRecognizer.h"
 
@@ -492,6 +493,16 @@ void BM_GreyCopy(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_GreyCopy)->Unit(benchmark::kMillisecond);
+
+// The other fixed work of every recognised frame: row hashes of the capture (800 x 1688 pixels).
+void BM_FrameRows(benchmark::State& state) {
+  const auto image = draw(accountScreen("blue", 41));
+  for (auto _ : state) {
+    const ZRFrameRows rows(*image);
+    benchmark::DoNotOptimize(rows.height());
+  }
+}
+BENCHMARK(BM_FrameRows)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace zerva

@@ -286,8 +286,10 @@ NSErrorOrNil ZRMp4VideoWriter::startFile(std::unique_ptr<ZRVideoOutput> output) 
   d.format->flags |= AVFMT_FLAG_CUSTOM_IO;
 
   AVDictionary* options = nullptr;
-  // Fragments from the start: an empty moov, then moof+mdat pairs; no edit to patch at the end.
-  av_dict_set(&options, "movflags", "frag_keyframe+empty_moov+default_base_moof", 0);
+  // Fragments from the start: moof+mdat pairs, nothing to patch at the end. The moov waits for
+  // the first fragment (delay_moov) so that it can carry an edit list: without one the first
+  // frame is moved to 0 and a recording whose first frame came late loses its offset.
+  av_dict_set(&options, "movflags", "frag_keyframe+empty_moov+delay_moov+default_base_moof", 0);
   av_dict_set_int(&options, "frag_duration", std::llround(d.config.fragmentSeconds * 1e6), 0);
   av_dict_set_int(&options, "video_track_timescale", kTimeBase.den, 0);
   const int ret = avformat_write_header(d.format, &options);

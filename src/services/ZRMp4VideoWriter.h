@@ -3,9 +3,9 @@
 // a fragmented MP4 out. Synchronous and single-threaded: the recorder calls it from its own
 // worker thread only. FFmpeg stays behind the implementation.
 //
-// File layout: an empty 'moov' up front, then a fragment ('moof' + 'mdat') about every second,
-// each written out to the output as soon as it is complete. A process killed part-way leaves a
-// file that plays up to the last complete fragment.
+// File layout: the moov, then a fragment ('moof' + 'mdat') about every second, each written
+// out as soon as it is complete (the moov goes out with the first one). A process killed
+// part-way leaves a file that plays up to its last complete fragment.
 //
 // Time: each frame keeps its own presentation time, in milliseconds (time base 1/1000, and the
 // MP4 track's timescale is 1000 too). A frame's duration is the gap to the next frame, so the

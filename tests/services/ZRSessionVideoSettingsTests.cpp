@@ -43,19 +43,6 @@ TEST(ZRSessionVideoSettingsTests, EveryQualityGivesEncoderFriendlyFramesOfTheScr
   }
 }
 
-TEST(ZRSessionVideoSettingsTests, HigherQualitiesNeverGiveLessPictureOrFewerFrames) {
-  for (CGSize screen : kScreens) {
-    const ZRSessionVideoSettings low(ZRVideoQualityLow, screen), medium(ZRVideoQualityMedium, screen),
-        high(ZRVideoQualityHigh, screen);
-    EXPECT_LE(low.videoFrameSize().width, medium.videoFrameSize().width);
-    EXPECT_LE(medium.videoFrameSize().width, high.videoFrameSize().width);
-    EXPECT_LE(low.frameRate(), medium.frameRate());
-    EXPECT_LE(medium.frameRate(), high.frameRate());
-    EXPECT_GE(low.constantRateFactor(), medium.constantRateFactor());
-    EXPECT_GE(medium.constantRateFactor(), high.constantRateFactor());
-  }
-}
-
 TEST(ZRSessionVideoSettingsTests, OddInputsFallBackWithoutInventingASize) {
   // Unknown qualities read as medium.
   const ZRSessionVideoSettings unknown(77, {390, 844});

@@ -5,7 +5,6 @@ extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/error.h>
 #include <libavutil/log.h>
-#include <libavutil/mathematics.h>
 }
 #include <libyuv/convert_from_argb.h>
 
@@ -31,7 +30,6 @@ struct AVDeleter {
   void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
   void operator()(AVFrame* f) const { av_frame_free(&f); }
   void operator()(AVPacket* p) const { av_packet_free(&p); }
-  void operator()(AVDictionary* d) const { av_dict_free(&d); }
 };
 template <typename T>
 using AVUniquePtr = std::unique_ptr<T, AVDeleter>;
@@ -231,14 +229,13 @@ std::unique_ptr<ZRMp4VideoWriter> ZRMp4VideoWriter::create(const ZRVideoEncoderC
   c->color_trc = AVCOL_TRC_IEC61966_2_1;
   c->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;  // MP4 keeps SPS/PPS in the sample description
 
-  AVDictionary* rawOptions = nullptr;
-  av_dict_set(&rawOptions, "preset", config.preset.c_str(), 0);
-  av_dict_set(&rawOptions, "tune", "zerolatency", 0);
-  av_dict_set_int(&rawOptions, "crf", config.constantRateFactor, 0);
-  AVUniquePtr<AVDictionary> options(rawOptions);
-  rawOptions = options.release();
-  const int opened = avcodec_open2(c, encoder, &rawOptions);
-  options.reset(rawOptions);
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "preset", config.preset.c_str(), 0);
+  // No B-frames and no look-ahead: frames leave the encoder as they come, memory stays flat.
+  av_dict_set(&options, "tune", "zerolatency", 0);
+  av_dict_set_int(&options, "crf", config.constantRateFactor, 0);
+  const int opened = avcodec_open2(c, encoder, &options);
+  av_dict_free(&options);
   if (opened < 0) {
     return failWith(ZRVideoRecorderError(
         ZRVideoRecorderErrorEncoderUnavailable,

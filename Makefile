@@ -34,8 +34,10 @@ test-tsan: setup
 bench: build
 	@for b in build/release/bench/bench_*; do [ -x "$$b" ] && "$$b" --benchmark_min_time=0.2 || true; done
 
-# The main job: until recording lands, the benchmarks are what the project runs.
-run: bench
+# The main job: plays the demo app and renders its key moments to out/demo/*.png.
+DEMO_TIMES = 0 1.5 3.3 4.25 5.5 7.5 8.5 10
+run: build
+	build/release/tools/zerva-scene render scenes/demo-app.json $(foreach t,$(DEMO_TIMES),--at $(t)) --out out/demo
 
 clean:
 	rm -rf build

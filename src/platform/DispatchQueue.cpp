@@ -56,12 +56,14 @@ void DispatchQueue::async(std::function<void()> block) {
     });
     return;
   }
+  // A block may release the queue as soon as it is queued: keep what this call still needs.
+  const auto state = state_;
   {
-    std::lock_guard lock(state_->mutex);
-    state_->queue.push_back(std::move(block));
+    std::lock_guard lock(state->mutex);
+    state->queue.push_back(std::move(block));
     startWorkersLocked();
   }
-  state_->workAvailable.notify_one();
+  state->workAvailable.notify_one();
 }
 
 void DispatchQueue::sync(const std::function<void()>& block) {

@@ -1,8 +1,8 @@
 #include "platform/UIApplication.h"
 
 #include <algorithm>
-#include <mutex>
 
+#include "platform/SharedInstanceSlot.h"
 #include "platform/UIScreen.h"
 #include "platform/UIWindow.h"
 
@@ -11,30 +11,16 @@ namespace zerva {
 ZR_DEFINE_CLASS(UIApplication, NSObject, nullptr)
 
 namespace {
-struct AppSlot {
-  std::mutex mutex;
-  std::shared_ptr<UIApplication> app;
-};
-
-AppSlot& appSlot() {
-  static AppSlot slot;
+SharedInstanceSlot<UIApplication>& appSlot() {
+  static SharedInstanceSlot<UIApplication> slot;
   return slot;
 }
 }  // namespace
 
-std::shared_ptr<UIApplication> UIApplication::sharedApplication() {
-  AppSlot& slot = appSlot();
-  std::lock_guard lock(slot.mutex);
-  if (!slot.app) slot.app = std::make_shared<UIApplication>();
-  return slot.app;
-}
+std::shared_ptr<UIApplication> UIApplication::sharedApplication() { return appSlot().get(); }
 
 void UIApplication::resetSharedApplication() {
-  {
-    AppSlot& slot = appSlot();
-    std::lock_guard lock(slot.mutex);
-    slot.app = std::make_shared<UIApplication>();
-  }
+  appSlot().replace(nullptr);
   UIScreen::setMainScreen(nullptr);
 }
 

@@ -1,8 +1,7 @@
 #include "platform/UIScreen.h"
 
-#include <mutex>
-
 #include "platform/NSProcessInfo.h"
+#include "platform/SharedInstanceSlot.h"
 
 namespace zerva {
 
@@ -24,30 +23,16 @@ class FixedCoordinateSpace : public UICoordinateSpace {
   CGSize size_;
 };
 
-struct MainScreenSlot {
-  std::mutex mutex;
-  std::shared_ptr<UIScreen> screen;
-};
-
-MainScreenSlot& mainSlot() {
-  static MainScreenSlot slot;
+SharedInstanceSlot<UIScreen>& mainSlot() {
+  static SharedInstanceSlot<UIScreen> slot;
   return slot;
 }
 
 }  // namespace
 
-std::shared_ptr<UIScreen> UIScreen::mainScreen() {
-  MainScreenSlot& slot = mainSlot();
-  std::lock_guard lock(slot.mutex);
-  if (!slot.screen) slot.screen = std::make_shared<UIScreen>();
-  return slot.screen;
-}
+std::shared_ptr<UIScreen> UIScreen::mainScreen() { return mainSlot().get(); }
 
-void UIScreen::setMainScreen(std::shared_ptr<UIScreen> screen) {
-  MainScreenSlot& slot = mainSlot();
-  std::lock_guard lock(slot.mutex);
-  slot.screen = std::move(screen);
-}
+void UIScreen::setMainScreen(std::shared_ptr<UIScreen> screen) { mainSlot().replace(std::move(screen)); }
 
 UIScreen::UIScreen(CGSize portraitSize, double scale)
     : portraitSize_(portraitSize), scale_(scale), fixedSpace_(std::make_shared<FixedCoordinateSpace>(portraitSize)) {}

@@ -46,6 +46,9 @@ class WKWebView : public UIView {
   std::shared_ptr<const WebPage> page() const { return page_; }
   /// The page's viewport in the web view: the bounds inside the safe-area insets.
   CGRect viewportRect() const;
+  /// The page as it is scrolled now: form controls as boxes (password values as bullets),
+  /// buttons, and the text of other elements; hidden elements are left out.
+  void drawRect(CGRect rect) const override;
 
   // Scripts
   /// Runs `script` in the page later, on the main thread, and calls `completionHandler` there

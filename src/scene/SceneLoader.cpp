@@ -332,7 +332,7 @@ bool readEvent(Reader& r, const json& e, const std::string& path, const Scene& s
   }
   event.screen = j.readString(e, "screen", path).value_or("");
   event.window = j.readString(e, "window", path).value_or("");
-  event.view = j.readString(e, "view", path).value_or("");
+  if (event.action != SceneAction::Add) event.view = j.readString(e, "view", path).value_or("");
   event.parent = j.readString(e, "parent", path).value_or("");
   event.text = j.readString(e, "text", path).value_or("");
   event.to = r.point(e, "to", path);

@@ -1,28 +1,18 @@
 #include "services/InternalZRConfiguration.h"
 
-#include <mutex>
+#include "platform/SharedInstanceSlot.h"
 
 namespace zerva {
 
 namespace {
-std::shared_ptr<InternalZRConfiguration>& slot() {
-  static auto configuration = std::make_shared<InternalZRConfiguration>();
-  return configuration;
-}
-std::mutex& slotMutex() {
-  static std::mutex m;
-  return m;
+SharedInstanceSlot<InternalZRConfiguration>& slot() {
+  static SharedInstanceSlot<InternalZRConfiguration> s;
+  return s;
 }
 }  // namespace
 
-std::shared_ptr<InternalZRConfiguration> InternalZRConfiguration::sharedConfiguration() {
-  std::lock_guard lock(slotMutex());
-  return slot();
-}
+std::shared_ptr<InternalZRConfiguration> InternalZRConfiguration::sharedConfiguration() { return slot().get(); }
 
-void InternalZRConfiguration::resetSharedConfiguration() {
-  std::lock_guard lock(slotMutex());
-  slot() = std::make_shared<InternalZRConfiguration>();
-}
+void InternalZRConfiguration::resetSharedConfiguration() { slot().replace(nullptr); }
 
 }  // namespace zerva

@@ -1,29 +1,20 @@
 #include "services/ZRHeatTimeHandler.h"
 
 #include "platform/ProcessClock.h"
+#include "platform/SharedInstanceSlot.h"
 
 namespace zerva {
 
 namespace {
-std::shared_ptr<ZRHeatTimeHandler>& slot() {
-  static auto handler = std::make_shared<ZRHeatTimeHandler>();
-  return handler;
-}
-std::mutex& slotMutex() {
-  static std::mutex m;
-  return m;
+SharedInstanceSlot<ZRHeatTimeHandler>& slot() {
+  static SharedInstanceSlot<ZRHeatTimeHandler> s;
+  return s;
 }
 }  // namespace
 
-std::shared_ptr<ZRHeatTimeHandler> ZRHeatTimeHandler::sharedHandler() {
-  std::lock_guard lock(slotMutex());
-  return slot();
-}
+std::shared_ptr<ZRHeatTimeHandler> ZRHeatTimeHandler::sharedHandler() { return slot().get(); }
 
-void ZRHeatTimeHandler::resetSharedHandler() {
-  std::lock_guard lock(slotMutex());
-  slot() = std::make_shared<ZRHeatTimeHandler>();
-}
+void ZRHeatTimeHandler::resetSharedHandler() { slot().replace(nullptr); }
 
 std::optional<std::string> ZRHeatTimeHandler::currentScreenName() const {
   std::lock_guard lock(mutex_);

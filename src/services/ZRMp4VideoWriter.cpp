@@ -1,0 +1,393 @@
+#include "services/ZRMp4VideoWriter.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/error.h>
+#include <libavutil/log.h>
+}
+#include <libyuv/convert_from_argb.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <mutex>
+
+#include "platform/StringWithFormat.h"
+#include "services/ZRVideoRecorderErrors.h"
+
+namespace zerva {
+
+namespace {
+
+// H.264 level 5.2 tops out near 4096 x 2304; screens need far less. Beyond this is a mistake.
+constexpr int kMaxSide = 8192;
+constexpr int kIOBufferSize = 64 * 1024;
+constexpr AVRational kTimeBase{1, 1000};
+
+struct AVDeleter {
+  void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
+  void operator()(AVFrame* f) const { av_frame_free(&f); }
+  void operator()(AVPacket* p) const { av_packet_free(&p); }
+};
+template <typename T>
+using AVUniquePtr = std::unique_ptr<T, AVDeleter>;
+
+std::string avErrorText(int code) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  av_strerror(code, text, sizeof text);
+  return text;
+}
+
+// x264 and the muxer talk at "info" level on every open; the host app's log is not the place.
+void quietFFmpegOnce() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    if (av_log_get_level() > AV_LOG_ERROR) av_log_set_level(AV_LOG_ERROR);
+  });
+}
+
+NSError outputError(int err, const std::string& path) {
+  if (err == ENOSPC || err == EDQUOT) {
+    return ZRVideoRecorderError(ZRVideoRecorderErrorDiskFull,
+                                "The disk is full: the video file \"" + path + "\" could not be written (" +
+                                    std::strerror(err) + ").",
+                                path);
+  }
+  return ZRVideoRecorderError(ZRVideoRecorderErrorWriteFailed,
+                              "The video file \"" + path + "\" could not be written: " + std::strerror(err) + ".", path);
+}
+
+}  // namespace
+
+struct ZRMp4VideoWriter::Impl {
+  ZRVideoEncoderConfig config;
+  int encodedWidth = 0;
+  int encodedHeight = 0;
+  AVUniquePtr<AVCodecContext> codec;
+  AVUniquePtr<AVFrame> frame;
+  AVUniquePtr<AVPacket> received;
+  // The newest encoded frame: written once the next one tells its duration.
+  AVUniquePtr<AVPacket> held;
+  bool holding = false;
+
+  AVFormatContext* format = nullptr;
+  AVIOContext* io = nullptr;
+  AVStream* stream = nullptr;
+  std::unique_ptr<ZRVideoOutput> output;
+  int outputErrno = 0;
+
+  std::int64_t bytesWritten = 0;
+  std::int64_t framesEncoded = 0;
+  std::int64_t lastPts = -1;
+  NSErrorOrNil failure;
+  bool finished = false;
+
+  ~Impl() { releaseFile(); }
+
+  std::string path() const { return output ? output->path() : std::string(); }
+
+  static int writeOut(void* opaque, std::uint8_t* data, int size) {
+    auto* self = static_cast<Impl*>(opaque);
+    if (self->outputErrno != 0) return AVERROR(self->outputErrno);
+    if (const int err = self->output->write(data, static_cast<std::size_t>(size)); err != 0) {
+      self->outputErrno = err;
+      return AVERROR(err);
+    }
+    self->bytesWritten += size;
+    return size;
+  }
+
+  static std::int64_t seekOut(void* opaque, std::int64_t offset, int whence) {
+    auto* self = static_cast<Impl*>(opaque);
+    if (whence & AVSEEK_SIZE) return AVERROR(ENOSYS);
+    const std::int64_t at = self->output->seek(offset, whence & ~AVSEEK_FORCE);
+    return at < 0 ? AVERROR(static_cast<int>(-at)) : at;
+  }
+
+  // The error of a failed muxer call: the output's own when it was the cause.
+  NSError muxError(int ret, const char* what) const {
+    if (outputErrno != 0) return outputError(outputErrno, path());
+    return ZRVideoRecorderError(ZRVideoRecorderErrorWriteFailed,
+                                stringWithFormat("The video file \"%@\" could not be written (%s): %@.", path(), what,
+                                                 avErrorText(ret)),
+                                path());
+  }
+
+  NSErrorOrNil writeHeld() {
+    holding = false;
+    held->stream_index = stream->index;
+    av_packet_rescale_ts(held.get(), kTimeBase, stream->time_base);
+    const int ret = av_write_frame(format, held.get());
+    av_packet_unref(held.get());
+    if (ret < 0) return muxError(ret, "frame");
+    // Hand a finished fragment to the file at once, so that a killed process leaves it behind.
+    avio_flush(io);
+    if (outputErrno != 0) return outputError(outputErrno, path());
+    return std::nullopt;
+  }
+
+  NSErrorOrNil takePacket(AVPacket* packet) {
+    NSErrorOrNil error;
+    if (holding) {
+      held->duration = std::max<std::int64_t>(1, packet->dts - held->dts);
+      error = writeHeld();
+    }
+    av_packet_move_ref(held.get(), packet);
+    holding = true;
+    return error;
+  }
+
+  NSErrorOrNil drainEncoder() {
+    for (;;) {
+      const int ret = avcodec_receive_packet(codec.get(), received.get());
+      if (ret == AVERROR(EAGAIN) || ret == AVERROR_EOF) return std::nullopt;
+      if (ret < 0) {
+        return ZRVideoRecorderError(ZRVideoRecorderErrorEncodingFailed,
+                                    "The H.264 encoder failed: " + avErrorText(ret) + ".", path());
+      }
+      if (NSErrorOrNil error = takePacket(received.get())) return error;
+    }
+  }
+
+  void fail(const NSError& error) {
+    if (!failure) failure = error;
+  }
+
+  void releaseFile() {
+    if (io) {
+      av_freep(&io->buffer);
+      avio_context_free(&io);
+    }
+    if (format) {
+      format->pb = nullptr;
+      avformat_free_context(format);  // also runs the muxer's deinit
+      format = nullptr;
+    }
+  }
+};
+
+ZRMp4VideoWriter::ZRMp4VideoWriter(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+
+ZRMp4VideoWriter::~ZRMp4VideoWriter() {
+  if (impl_ && !impl_->finished) finish();
+}
+
+std::int64_t ZRMp4VideoWriter::presentationTimeMs(double seconds) { return std::llround(seconds * 1000.0); }
+
+std::unique_ptr<ZRMp4VideoWriter> ZRMp4VideoWriter::create(const ZRVideoEncoderConfig& config, NSErrorOrNil* error) {
+  quietFFmpegOnce();
+  auto failWith = [&](NSError e) -> std::unique_ptr<ZRMp4VideoWriter> {
+    if (error) *error = std::move(e);
+    return nullptr;
+  };
+  if (config.width <= 0 || config.height <= 0 || config.width > kMaxSide || config.height > kMaxSide) {
+    return failWith(ZRVideoRecorderError(
+        ZRVideoRecorderErrorInvalidFrameSize,
+        stringWithFormat("The video frame size %dx%d cannot be encoded: width and height must be 1 to %d pixels.",
+                         config.width, config.height, kMaxSide)));
+  }
+  if (!std::isfinite(config.frameRate) || config.frameRate <= 0) {
+    return failWith(ZRVideoRecorderError(ZRVideoRecorderErrorInvalidFrameSize,
+                                         stringWithFormat("The frame rate %g cannot be encoded.", config.frameRate)));
+  }
+  const AVCodec* encoder = avcodec_find_encoder_by_name(config.encoderName.c_str());
+  if (!encoder || encoder->type != AVMEDIA_TYPE_VIDEO) {
+    return failWith(ZRVideoRecorderError(
+        ZRVideoRecorderErrorEncoderUnavailable,
+        "The video encoder \"" + config.encoderName + "\" is not available in this FFmpeg build."));
+  }
+
+  auto impl = std::make_unique<Impl>();
+  impl->config = config;
+  impl->encodedWidth = config.width + (config.width & 1);
+  impl->encodedHeight = config.height + (config.height & 1);
+  impl->codec.reset(avcodec_alloc_context3(encoder));
+  impl->frame.reset(av_frame_alloc());
+  impl->received.reset(av_packet_alloc());
+  impl->held.reset(av_packet_alloc());
+  if (!impl->codec || !impl->frame || !impl->received || !impl->held) {
+    return failWith(ZRVideoRecorderError(ZRVideoRecorderErrorEncoderUnavailable,
+                                         "Out of memory while setting up the video encoder."));
+  }
+
+  AVCodecContext* c = impl->codec.get();
+  c->width = impl->encodedWidth;
+  c->height = impl->encodedHeight;
+  c->pix_fmt = AV_PIX_FMT_YUV420P;
+  c->time_base = kTimeBase;
+  // Without this hint x264 assumes 1000 frames a second (the time base) and starves each frame.
+  c->framerate = av_d2q(config.frameRate, 100000);
+  c->gop_size = std::max(1, static_cast<int>(std::lround(config.frameRate * config.keyframeIntervalSeconds)));
+  c->max_b_frames = 0;
+  c->thread_count = std::max(1, config.threads);
+  // libyuv's ARGBToI420 is BT.601 in limited range; the pixels themselves are sRGB.
+  c->color_range = AVCOL_RANGE_MPEG;
+  c->colorspace = AVCOL_SPC_SMPTE170M;
+  c->color_primaries = AVCOL_PRI_BT709;
+  c->color_trc = AVCOL_TRC_IEC61966_2_1;
+  c->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;  // MP4 keeps SPS/PPS in the sample description
+
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "preset", config.preset.c_str(), 0);
+  // No B-frames and no look-ahead: frames leave the encoder as they come, memory stays flat.
+  av_dict_set(&options, "tune", "zerolatency", 0);
+  av_dict_set_int(&options, "crf", config.constantRateFactor, 0);
+  const int opened = avcodec_open2(c, encoder, &options);
+  av_dict_free(&options);
+  if (opened < 0) {
+    return failWith(ZRVideoRecorderError(
+        ZRVideoRecorderErrorEncoderUnavailable,
+        stringWithFormat("The video encoder \"%@\" refused %dx%d (preset %@, crf %d): %@.", config.encoderName,
+                         impl->encodedWidth, impl->encodedHeight, config.preset, config.constantRateFactor,
+                         avErrorText(opened))));
+  }
+
+  AVFrame* f = impl->frame.get();
+  f->format = AV_PIX_FMT_YUV420P;
+  f->width = impl->encodedWidth;
+  f->height = impl->encodedHeight;
+  f->color_range = c->color_range;
+  f->colorspace = c->colorspace;
+  if (av_frame_get_buffer(f, 0) < 0) {
+    return failWith(ZRVideoRecorderError(ZRVideoRecorderErrorEncoderUnavailable,
+                                         "Out of memory while setting up the video encoder."));
+  }
+  return std::unique_ptr<ZRMp4VideoWriter>(new ZRMp4VideoWriter(std::move(impl)));
+}
+
+NSErrorOrNil ZRMp4VideoWriter::startFile(std::unique_ptr<ZRVideoOutput> output) {
+  Impl& d = *impl_;
+  if (d.format || d.finished || !output) {
+    return ZRVideoRecorderError(ZRVideoRecorderErrorWriteFailed, "The video writer has no file to start.");
+  }
+  d.output = std::move(output);
+  if (avformat_alloc_output_context2(&d.format, nullptr, "mp4", nullptr) < 0 || !d.format) {
+    d.fail(ZRVideoRecorderError(ZRVideoRecorderErrorEncoderUnavailable,
+                                "The MP4 muxer is not available in this FFmpeg build.", d.path()));
+    return d.failure;
+  }
+  d.stream = avformat_new_stream(d.format, nullptr);
+  auto* buffer = static_cast<std::uint8_t*>(av_malloc(kIOBufferSize));
+  if (buffer) d.io = avio_alloc_context(buffer, kIOBufferSize, 1, &d, nullptr, &Impl::writeOut, &Impl::seekOut);
+  if (!d.stream || !d.io || avcodec_parameters_from_context(d.stream->codecpar, d.codec.get()) < 0) {
+    if (!d.io) av_free(buffer);
+    d.fail(ZRVideoRecorderError(ZRVideoRecorderErrorWriteFailed, "Out of memory while starting the video file.",
+                                d.path()));
+    return d.failure;
+  }
+  d.stream->time_base = kTimeBase;
+  d.stream->avg_frame_rate = d.codec->framerate;
+  d.format->pb = d.io;
+  d.format->flags |= AVFMT_FLAG_CUSTOM_IO;
+
+  AVDictionary* options = nullptr;
+  // Fragments from the start: moof+mdat pairs, nothing to patch at the end. The moov waits for
+  // the first fragment (delay_moov) so that it can carry an edit list: without one the first
+  // frame is moved to 0 and a recording whose first frame came late loses its offset.
+  av_dict_set(&options, "movflags", "frag_keyframe+empty_moov+delay_moov+default_base_moof", 0);
+  av_dict_set_int(&options, "frag_duration", std::llround(d.config.fragmentSeconds * 1e6), 0);
+  av_dict_set_int(&options, "video_track_timescale", kTimeBase.den, 0);
+  const int ret = avformat_write_header(d.format, &options);
+  av_dict_free(&options);
+  if (ret < 0) {
+    d.fail(d.muxError(ret, "header"));
+    return d.failure;
+  }
+  avio_flush(d.io);
+  if (d.outputErrno != 0) d.fail(outputError(d.outputErrno, d.path()));
+  return d.failure;
+}
+
+NSErrorOrNil ZRMp4VideoWriter::encodeFrame(const ZRBGRAFrame& source, double seconds) {
+  Impl& d = *impl_;
+  if (d.failure) return d.failure;
+  if (!d.format || d.finished) {
+    return ZRVideoRecorderError(ZRVideoRecorderErrorNotRecording, "The video file is not open for frames.");
+  }
+  if (!source.isValid() || source.width != d.config.width || source.height != d.config.height) {
+    return ZRVideoRecorderError(ZRVideoRecorderErrorFrameRefused,
+                                stringWithFormat("A frame of %dx%d pixels does not fit the %dx%d video.", source.width,
+                                                 source.height, d.config.width, d.config.height));
+  }
+  // Ten million seconds keeps the milliseconds well inside 64 bits and is far beyond a session.
+  if (!std::isfinite(seconds) || seconds < 0 || seconds > 1e7) {
+    return ZRVideoRecorderError(ZRVideoRecorderErrorFrameRefused,
+                                stringWithFormat("The frame time %g is not a time on the recording.", seconds));
+  }
+  const std::int64_t pts = presentationTimeMs(seconds);
+  if (pts <= d.lastPts) {
+    return ZRVideoRecorderError(
+        ZRVideoRecorderErrorFrameRefused,
+        stringWithFormat("The frame time %.3f s is not after the previous frame's (%.3f s).", seconds,
+                         static_cast<double>(d.lastPts) / 1000.0));
+  }
+
+  AVFrame* f = d.frame.get();
+  if (av_frame_make_writable(f) < 0) {
+    return ZRVideoRecorderError(ZRVideoRecorderErrorEncodingFailed, "Out of memory while converting a frame.");
+  }
+  libyuv::ARGBToI420(source.pixels, static_cast<int>(source.bytesPerRow), f->data[0], f->linesize[0], f->data[1],
+                     f->linesize[1], f->data[2], f->linesize[2], source.width, source.height);
+  // Odd sides: the conversion already wrote the rounded-up chroma; repeat the last luma column/row.
+  if (d.encodedWidth > source.width) {
+    for (int y = 0; y < source.height; ++y) {
+      std::uint8_t* row = f->data[0] + static_cast<std::ptrdiff_t>(y) * f->linesize[0];
+      row[source.width] = row[source.width - 1];
+    }
+  }
+  if (d.encodedHeight > source.height) {
+    std::memcpy(f->data[0] + static_cast<std::ptrdiff_t>(source.height) * f->linesize[0],
+                f->data[0] + static_cast<std::ptrdiff_t>(source.height - 1) * f->linesize[0],
+                static_cast<std::size_t>(d.encodedWidth));
+  }
+  f->pts = pts;
+
+  const int sent = avcodec_send_frame(d.codec.get(), f);
+  if (sent < 0) {
+    return ZRVideoRecorderError(ZRVideoRecorderErrorEncodingFailed,
+                                "The H.264 encoder refused a frame: " + avErrorText(sent) + ".", d.path());
+  }
+  d.lastPts = pts;
+  ++d.framesEncoded;
+  if (NSErrorOrNil error = d.drainEncoder()) {
+    d.fail(*error);
+    return d.failure;
+  }
+  return std::nullopt;
+}
+
+NSErrorOrNil ZRMp4VideoWriter::finish() {
+  Impl& d = *impl_;
+  if (d.finished) return d.failure;
+  d.finished = true;
+  if (d.format && !d.failure) {
+    avcodec_send_frame(d.codec.get(), nullptr);
+    NSErrorOrNil error = d.drainEncoder();
+    if (!error && d.holding) {
+      d.held->duration = std::max<std::int64_t>(1, std::llround(1000.0 / d.config.frameRate));
+      error = d.writeHeld();
+    }
+    if (!error) {
+      const int ret = av_write_trailer(d.format);
+      avio_flush(d.io);
+      if (ret < 0) error = d.muxError(ret, "index");
+      else if (d.outputErrno != 0) error = outputError(d.outputErrno, d.path());
+    }
+    if (error) d.fail(*error);
+  }
+  d.releaseFile();
+  if (d.output) {
+    if (const int err = d.output->close(); err != 0) d.fail(outputError(err, d.path()));
+  }
+  return d.failure;
+}
+
+int ZRMp4VideoWriter::encodedWidth() const { return impl_->encodedWidth; }
+int ZRMp4VideoWriter::encodedHeight() const { return impl_->encodedHeight; }
+std::int64_t ZRMp4VideoWriter::framesEncoded() const { return impl_->framesEncoded; }
+std::int64_t ZRMp4VideoWriter::bytesWritten() const { return impl_->bytesWritten; }
+std::int64_t ZRMp4VideoWriter::lastPresentationTimeMs() const { return impl_->lastPts; }
+
+}  // namespace zerva

@@ -25,7 +25,7 @@ constexpr const char* kLogPrefix = "[Zerva: Screen Recording] ";
 // Changed rows are widened by this much, in points, so that a band holds whole lines even when
 // only part of a line's glyphs changed.
 constexpr double kBandPaddingPoints = 8;
-// Above this share of changed rows one pass over the whole frame is cheaper than bands.
+// Above this share of rows to read, one pass over the whole frame is cheaper than bands.
 constexpr double kWholeFrameShare = 0.5;
 // Square reach, in points, over which the ground of light-on-dark text is judged.
 constexpr double kPolarityRadiusPoints = 12;

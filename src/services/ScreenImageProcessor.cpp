@@ -305,7 +305,11 @@ void ScreenImageProcessor::processImage(AITextOcclusionData record, Completion c
     try {
       rects = worker->process(record);
     } catch (const std::exception& e) {
+      // The record is still answered, once: an empty answer leaves the frame as it was masked.
       ZRLogUtility::addInternalErrorTag("TextRecognitionFailed", {{"reason", e.what()}});
+      rects.clear();
+    } catch (...) {
+      ZRLogUtility::addInternalErrorTag("TextRecognitionFailed", {{"reason", "unknown"}});
       rects.clear();
     }
     ++worker->records;

@@ -305,7 +305,7 @@ void ScreenImageProcessor::processImage(AITextOcclusionData record, Completion c
     try {
       rects = worker->process(record);
     } catch (const std::exception& e) {
-      // The record is still answered, once: an empty answer leaves the frame as it was masked.
+      // The record is still answered, once, with no rectangles: the frame keeps its other occlusion.
       ZRLogUtility::addInternalErrorTag("TextRecognitionFailed", {{"reason", e.what()}});
       rects.clear();
     } catch (...) {

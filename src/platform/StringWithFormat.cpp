@@ -8,16 +8,16 @@ namespace zerva::format_detail {
 namespace {
 
 template <class V>
-void appendFormatted(std::string& out, const std::string& spec, V value) {
+void appendFormatted(std::string& out, const std::string& desc, V value) {
   char buf[128];
-  const int n = std::snprintf(buf, sizeof buf, spec.c_str(), value);
+  const int n = std::snprintf(buf, sizeof buf, desc.c_str(), value);
   if (n < 0) return;
   if (static_cast<size_t>(n) < sizeof buf) {
     out.append(buf, static_cast<size_t>(n));
     return;
   }
   std::string big(static_cast<size_t>(n) + 1, '\0');
-  std::snprintf(big.data(), big.size(), spec.c_str(), value);
+  std::snprintf(big.data(), big.size(), desc.c_str(), value);
   big.resize(static_cast<size_t>(n));
   out += big;
 }
@@ -51,18 +51,18 @@ std::string format(std::string_view fmt, const std::vector<Arg>& args) {
     i = j;
     if (next >= args.size()) continue;  // too few arguments: the conversion prints nothing
     const Arg& a = args[next++];
-    const std::string spec = "%" + flags;
+    const std::string desc = "%" + flags;
     switch (conv) {
       case '@':
       case 's':
-        appendFormatted(out, spec + "s", a.kind == Arg::Kind::Text || !a.s.empty() ? a.s.c_str() : "(null)");
+        appendFormatted(out, desc + "s", a.kind == Arg::Kind::Text || !a.s.empty() ? a.s.c_str() : "(null)");
         break;
       case 'c':
-        appendFormatted(out, spec + "c", static_cast<int>(a.kind == Arg::Kind::Unsigned ? static_cast<long long>(a.u) : a.i));
+        appendFormatted(out, desc + "c", static_cast<int>(a.kind == Arg::Kind::Unsigned ? static_cast<long long>(a.u) : a.i));
         break;
       case 'd':
       case 'i':
-        appendFormatted(out, spec + "lld",
+        appendFormatted(out, desc + "lld",
                         a.kind == Arg::Kind::Unsigned ? static_cast<long long>(a.u)
                         : a.kind == Arg::Kind::Floating ? static_cast<long long>(a.d)
                                                         : a.i);
@@ -71,7 +71,7 @@ std::string format(std::string_view fmt, const std::vector<Arg>& args) {
       case 'x':
       case 'X':
       case 'o':
-        appendFormatted(out, spec + "ll" + conv,
+        appendFormatted(out, desc + "ll" + conv,
                         a.kind == Arg::Kind::Signed ? static_cast<unsigned long long>(a.i) : a.u);
         break;
       case 'f':
@@ -82,13 +82,13 @@ std::string format(std::string_view fmt, const std::vector<Arg>& args) {
       case 'G':
       case 'a':
       case 'A':
-        appendFormatted(out, spec + conv,
+        appendFormatted(out, desc + conv,
                         a.kind == Arg::Kind::Floating ? a.d
                         : a.kind == Arg::Kind::Signed ? static_cast<double>(a.i)
                                                       : static_cast<double>(a.u));
         break;
       case 'p':
-        appendFormatted(out, spec + "p", a.p);
+        appendFormatted(out, desc + "p", a.p);
         break;
       default:
         out += '%';

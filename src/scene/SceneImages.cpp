@@ -12,8 +12,8 @@ namespace zerva {
 
 namespace {
 
-UIColor colorAt(const SceneImageSpec& spec, size_t i, UIColor fallback) {
-  return i < spec.colors.size() ? spec.colors[i] : fallback;
+UIColor colorAt(const SceneImageSpec& desc, size_t i, UIColor fallback) {
+  return i < desc.colors.size() ? desc.colors[i] : fallback;
 }
 
 // A small fixed generator: the same picture everywhere.
@@ -24,9 +24,9 @@ uint32_t nextRandom(uint32_t& state) {
   return state;
 }
 
-std::shared_ptr<UIImage> photo(const SceneImageSpec& spec) {
-  const auto w = static_cast<size_t>(std::ceil(spec.size.width));
-  const auto h = static_cast<size_t>(std::ceil(spec.size.height));
+std::shared_ptr<UIImage> photo(const SceneImageSpec& desc) {
+  const auto w = static_cast<size_t>(std::ceil(desc.size.width));
+  const auto h = static_cast<size_t>(std::ceil(desc.size.height));
   uint32_t state = 0x9E3779B9u ^ static_cast<uint32_t>(w * 31 + h);
   struct Blob {
     double x, y, r, red, green, blue;
@@ -60,25 +60,25 @@ std::shared_ptr<UIImage> photo(const SceneImageSpec& spec) {
 
 }  // namespace
 
-std::shared_ptr<UIImage> SceneMakeImage(const SceneImageSpec& spec) {
-  if (!spec.file.empty()) return UIImage::imageWithContentsOfFile(spec.file);
-  if (spec.pattern == "photo") return photo(spec);
-  const UIColor a = colorAt(spec, 0, UIColor::colorWithWhite(0.55, 1));
-  const UIColor b = colorAt(spec, 1, UIColor::colorWithWhite(0.9, 1));
-  const CGSize size = spec.size;
+std::shared_ptr<UIImage> SceneMakeImage(const SceneImageSpec& desc) {
+  if (!desc.file.empty()) return UIImage::imageWithContentsOfFile(desc.file);
+  if (desc.pattern == "photo") return photo(desc);
+  const UIColor a = colorAt(desc, 0, UIColor::colorWithWhite(0.55, 1));
+  const UIColor b = colorAt(desc, 1, UIColor::colorWithWhite(0.9, 1));
+  const CGSize size = desc.size;
   return UIGraphicsImageRenderer(size).imageWithActions([&](UIGraphicsImageRendererContext& context) {
     CGContextRef c = context.CGContext();
     CGContextSetFillColorWithColor(c, b.cgColor());
     CGContextFillRect(c, {CGPointZero, size});
     CGContextSetFillColorWithColor(c, a.cgColor());
-    if (spec.pattern == "checker") {
+    if (desc.pattern == "checker") {
       const double cell = std::max(4.0, std::min(size.width, size.height) / 8);
       for (double y = 0; y < size.height; y += cell) {
         for (double x = 0; x < size.width; x += cell) {
           if (static_cast<long>(x / cell + y / cell) % 2 == 0) CGContextFillRect(c, CGRectMake(x, y, cell, cell));
         }
       }
-    } else if (spec.pattern == "stripes") {
+    } else if (desc.pattern == "stripes") {
       const double band = std::max(2.0, size.height / 10);
       for (double y = 0; y < size.height; y += 2 * band) CGContextFillRect(c, CGRectMake(0, y, size.width, band));
     } else {  // gradient, top colour a to bottom colour b

@@ -1,7 +1,7 @@
 #pragma once
 // Pictures for scenes: PNG files, or patterns made on the spot ("checker", "stripes",
 // "gradient", and "photo", a busy picture with soft shapes and grain that video encoders find
-// hard, as real photos are). The same spec gives the same pixels on every machine.
+// hard, as real photos are). The same description gives the same pixels on every machine.
 
 #include <memory>
 
@@ -11,6 +11,6 @@ namespace zerva {
 
 class UIImage;
 
-std::shared_ptr<UIImage> SceneMakeImage(const SceneImageSpec& spec);
+std::shared_ptr<UIImage> SceneMakeImage(const SceneImageSpec& desc);
 
 }  // namespace zerva

@@ -128,7 +128,7 @@ class Reader {
 
   std::optional<SceneImageSpec> image(const json& value, const std::string& path) {
     if (!json_.expectObject(value, path, {"file", "pattern", "size", "colors"})) return std::nullopt;
-    SceneImageSpec spec;
+    SceneImageSpec desc;
     auto file = json_.readString(value, "file", path);
     auto pattern = json_.readString(value, "pattern", path);
     if (!ok()) return std::nullopt;
@@ -144,15 +144,15 @@ class Reader {
                                        (error && error->code() == 260 ? "does not exist" : "is not a readable PNG"));
         return std::nullopt;
       }
-      spec.file = resolved.string();
+      desc.file = resolved.string();
     } else {
       if (std::find(std::begin(kPatterns), std::end(kPatterns), *pattern) == std::end(kPatterns)) {
         json_.fail(path + ".pattern", "one of \"checker\", \"stripes\", \"gradient\", \"photo\", found \"" + *pattern + "\"");
         return std::nullopt;
       }
-      spec.pattern = *pattern;
+      desc.pattern = *pattern;
     }
-    if (auto s = size(value, "size", path)) spec.size = *s;
+    if (auto s = size(value, "size", path)) desc.size = *s;
     if (auto it = value.find("colors"); it != value.end() && json_.expectArray(*it, path + ".colors")) {
       for (size_t i = 0; i < it->size(); ++i) {
         const auto& c = (*it)[i];
@@ -161,10 +161,10 @@ class Reader {
           json_.fail(ZRJSONReader::element(path + ".colors", i), "a colour as \"#RRGGBB\" or \"#RRGGBBAA\"");
           return std::nullopt;
         }
-        spec.colors.push_back(*color);
+        desc.colors.push_back(*color);
       }
     }
-    return ok() ? std::optional(spec) : std::nullopt;
+    return ok() ? std::optional(desc) : std::nullopt;
   }
 
   std::optional<SceneViewSpec> view(const json& value, const std::string& path) {
@@ -256,15 +256,15 @@ bool readApp(Reader& r, const json& value, Scene& scene) {
       j.fail("$.app.screens", "an object of screens by name");
       return false;
     }
-    for (const auto& [name, spec] : it->items()) {
+    for (const auto& [name, desc] : it->items()) {
       const std::string path = "$.app.screens." + name;
-      if (!j.expectObject(spec, path, {"view", "presentation", "preferredSize"})) return false;
+      if (!j.expectObject(desc, path, {"view", "presentation", "preferredSize"})) return false;
       SceneScreenSpec screen;
       screen.name = name;
-      if (auto p = r.choice(spec, "presentation", path, kPresentations)) screen.presentation = *p;
-      if (auto s = r.size(spec, "preferredSize", path)) screen.preferredContentSize = *s;
-      auto v = spec.find("view");
-      if (v == spec.end()) {
+      if (auto p = r.choice(desc, "presentation", path, kPresentations)) screen.presentation = *p;
+      if (auto s = r.size(desc, "preferredSize", path)) screen.preferredContentSize = *s;
+      auto v = desc.find("view");
+      if (v == desc.end()) {
         j.fail(path + ".view", "the screen's view (missing)");
         return false;
       }
@@ -283,21 +283,21 @@ bool readApp(Reader& r, const json& value, Scene& scene) {
     const std::string path = ZRJSONReader::element("$.app.windows", i);
     const json& w = (*windows)[i];
     if (!j.expectObject(w, path, {"name", "frame", "key", "hidden", "alpha", "opaque", "background", "root"})) return false;
-    SceneWindowSpec spec;
-    spec.name = j.readString(w, "name", path).value_or("window" + std::to_string(i));
-    if (!names.insert(spec.name).second) j.fail(path + ".name", "a name no other window has; \"" + spec.name + "\" is taken");
-    spec.frame = r.rect(w, "frame", path);
-    spec.key = j.readBool(w, "key", path).value_or(false);
-    spec.hidden = j.readBool(w, "hidden", path).value_or(false);
-    spec.alpha = r.ranged(w, "alpha", path, 0, 1, "an alpha from 0 to 1").value_or(1);
-    spec.opaque = j.readBool(w, "opaque", path).value_or(true);
-    spec.background = j.readColor(w, "background", path);
-    spec.root = j.readString(w, "root", path).value_or("");
-    if (!spec.root.empty() && !scene.screens.count(spec.root)) {
-      j.fail(path + ".root", "the name of a screen of the scene; there is no screen \"" + spec.root + "\"");
+    SceneWindowSpec desc;
+    desc.name = j.readString(w, "name", path).value_or("window" + std::to_string(i));
+    if (!names.insert(desc.name).second) j.fail(path + ".name", "a name no other window has; \"" + desc.name + "\" is taken");
+    desc.frame = r.rect(w, "frame", path);
+    desc.key = j.readBool(w, "key", path).value_or(false);
+    desc.hidden = j.readBool(w, "hidden", path).value_or(false);
+    desc.alpha = r.ranged(w, "alpha", path, 0, 1, "an alpha from 0 to 1").value_or(1);
+    desc.opaque = j.readBool(w, "opaque", path).value_or(true);
+    desc.background = j.readColor(w, "background", path);
+    desc.root = j.readString(w, "root", path).value_or("");
+    if (!desc.root.empty() && !scene.screens.count(desc.root)) {
+      j.fail(path + ".root", "the name of a screen of the scene; there is no screen \"" + desc.root + "\"");
     }
     if (!r.ok()) return false;
-    scene.windows.push_back(std::move(spec));
+    scene.windows.push_back(std::move(desc));
   }
   if (std::count_if(scene.windows.begin(), scene.windows.end(), [](const auto& w) { return w.key; }) > 1) {
     j.fail("$.app.windows", "at most one key window");

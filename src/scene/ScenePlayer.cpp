@@ -28,49 +28,49 @@ namespace {
 // Room a sheet leaves above it, as the platform's page sheets do.
 constexpr double kSheetTopInset = 54;
 
-std::shared_ptr<UIView> makeView(const SceneViewSpec& spec) {
-  switch (spec.kind) {
+std::shared_ptr<UIView> makeView(const SceneViewSpec& desc) {
+  switch (desc.kind) {
     case SceneViewKind::Label: {
-      auto label = std::make_shared<UILabel>(spec.frame);
-      label->setText(spec.text);
-      label->setFont(spec.bold ? UIFont::boldSystemFontOfSize(spec.fontSize) : UIFont::systemFontOfSize(spec.fontSize));
-      if (spec.textColor) label->setTextColor(*spec.textColor);
-      label->setTextAlignment(spec.alignment);
-      label->setNumberOfLines(spec.lines);
+      auto label = std::make_shared<UILabel>(desc.frame);
+      label->setText(desc.text);
+      label->setFont(desc.bold ? UIFont::boldSystemFontOfSize(desc.fontSize) : UIFont::systemFontOfSize(desc.fontSize));
+      if (desc.textColor) label->setTextColor(*desc.textColor);
+      label->setTextAlignment(desc.alignment);
+      label->setNumberOfLines(desc.lines);
       return label;
     }
     case SceneViewKind::TextField: {
-      auto field = std::make_shared<UITextField>(spec.frame);
-      field->setText(spec.text);
-      field->setPlaceholder(spec.placeholder);
-      field->setFont(spec.bold ? UIFont::boldSystemFontOfSize(spec.fontSize) : UIFont::systemFontOfSize(spec.fontSize));
-      if (spec.textColor) field->setTextColor(*spec.textColor);
-      field->setTextAlignment(spec.alignment);
-      field->setSecureTextEntry(spec.secure);
+      auto field = std::make_shared<UITextField>(desc.frame);
+      field->setText(desc.text);
+      field->setPlaceholder(desc.placeholder);
+      field->setFont(desc.bold ? UIFont::boldSystemFontOfSize(desc.fontSize) : UIFont::systemFontOfSize(desc.fontSize));
+      if (desc.textColor) field->setTextColor(*desc.textColor);
+      field->setTextAlignment(desc.alignment);
+      field->setSecureTextEntry(desc.secure);
       return field;
     }
     case SceneViewKind::ImageView: {
-      auto imageView = std::make_shared<UIImageView>(spec.frame);
-      if (spec.image) imageView->setImage(SceneMakeImage(*spec.image));
+      auto imageView = std::make_shared<UIImageView>(desc.frame);
+      if (desc.image) imageView->setImage(SceneMakeImage(*desc.image));
       return imageView;
     }
     case SceneViewKind::ScrollView: {
-      auto scroll = std::make_shared<UIScrollView>(spec.frame);
-      scroll->setContentSize(spec.contentSize.value_or(spec.frame.size));
-      scroll->setContentOffset(spec.contentOffset);
+      auto scroll = std::make_shared<UIScrollView>(desc.frame);
+      scroll->setContentSize(desc.contentSize.value_or(desc.frame.size));
+      scroll->setContentOffset(desc.contentOffset);
       return scroll;
     }
     case SceneViewKind::WebView: {
-      auto web = std::make_shared<WKWebView>(spec.frame);
-      if (spec.page) web->loadPage(*spec.page);
+      auto web = std::make_shared<WKWebView>(desc.frame);
+      if (desc.page) web->loadPage(*desc.page);
       return web;
     }
     case SceneViewKind::Alert:
-      return std::make_shared<UIAlertView>(spec.frame);
+      return std::make_shared<UIAlertView>(desc.frame);
     case SceneViewKind::View:
       break;
   }
-  return std::make_shared<UIView>(spec.frame);
+  return std::make_shared<UIView>(desc.frame);
 }
 
 }  // namespace
@@ -79,19 +79,19 @@ ScenePlayer::ScenePlayer(Scene scene) : scene_(std::move(scene)) {}
 
 ScenePlayer::~ScenePlayer() { stop(); }
 
-std::shared_ptr<UIView> ScenePlayer::build(const SceneViewSpec& spec) {
-  auto view = makeView(spec);
-  if (spec.background) view->setBackgroundColor(*spec.background);
-  view->setAlpha(spec.alpha);
-  view->setHidden(spec.hidden);
-  view->setClipsToBounds(spec.clips || spec.kind == SceneViewKind::ScrollView);
-  view->layer()->setCornerRadius(spec.cornerRadius);
-  view->layer()->setZPosition(spec.zPosition);
-  if (!spec.name.empty()) views_[spec.name] = view;
+std::shared_ptr<UIView> ScenePlayer::build(const SceneViewSpec& desc) {
+  auto view = makeView(desc);
+  if (desc.background) view->setBackgroundColor(*desc.background);
+  view->setAlpha(desc.alpha);
+  view->setHidden(desc.hidden);
+  view->setClipsToBounds(desc.clips || desc.kind == SceneViewKind::ScrollView);
+  view->layer()->setCornerRadius(desc.cornerRadius);
+  view->layer()->setZPosition(desc.zPosition);
+  if (!desc.name.empty()) views_[desc.name] = view;
   // A web view's page lives in its scroll view; other children go into the view itself.
   std::shared_ptr<UIView> container = view;
   if (auto web = std::dynamic_pointer_cast<WKWebView>(view)) container = web->scrollView();
-  for (const auto& child : spec.children) container->addSubview(build(child));
+  for (const auto& child : desc.children) container->addSubview(build(child));
   return view;
 }
 
@@ -106,30 +106,30 @@ void ScenePlayer::start(NSRunLoop& runLoop) {
   screens_.clear();
   windows_.clear();
 
-  for (const auto& [name, spec] : scene_.screens) {
+  for (const auto& [name, desc] : scene_.screens) {
     auto controller = std::make_shared<UIViewController>();
     controller->setTitle(name);
-    controller->setView(build(spec.view));
-    controller->setModalPresentationStyle(spec.presentation);
-    controller->setPreferredContentSize(spec.preferredContentSize);
+    controller->setView(build(desc.view));
+    controller->setModalPresentationStyle(desc.presentation);
+    controller->setPreferredContentSize(desc.preferredContentSize);
     screens_[name] = controller;
   }
   auto app = UIApplication::sharedApplication();
   const CGRect screenBounds = UIScreen::mainScreen()->bounds();
   std::shared_ptr<UIWindow> key;
-  for (const auto& spec : scene_.windows) {
-    auto window = std::make_shared<UIWindow>(spec.frame.value_or(screenBounds));
-    window->setHidden(spec.hidden);
-    window->setAlpha(spec.alpha);
-    window->setOpaque(spec.opaque);
-    if (spec.background) window->setBackgroundColor(*spec.background);
-    if (!spec.root.empty()) {
-      window->setRootViewController(screens_.at(spec.root));
-      if (screenHandler_) screenHandler_(spec.root, true);
+  for (const auto& desc : scene_.windows) {
+    auto window = std::make_shared<UIWindow>(desc.frame.value_or(screenBounds));
+    window->setHidden(desc.hidden);
+    window->setAlpha(desc.alpha);
+    window->setOpaque(desc.opaque);
+    if (desc.background) window->setBackgroundColor(*desc.background);
+    if (!desc.root.empty()) {
+      window->setRootViewController(screens_.at(desc.root));
+      if (screenHandler_) screenHandler_(desc.root, true);
     }
     app->addWindow(window);
-    windows_[spec.name] = window;
-    if (spec.key || (!key && !spec.hidden)) key = window;
+    windows_[desc.name] = window;
+    if (desc.key || (!key && !desc.hidden)) key = window;
   }
   if (key) app->setKeyWindow(key);
 

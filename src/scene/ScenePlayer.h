@@ -55,7 +55,7 @@ class ScenePlayer {
   std::shared_ptr<UIImage> renderScreen(double scale = 0) const;
 
  private:
-  std::shared_ptr<UIView> build(const SceneViewSpec& spec);
+  std::shared_ptr<UIView> build(const SceneViewSpec& desc);
   void apply(const SceneEvent& event);
   void show(const SceneEvent& event);
   void present(const SceneEvent& event);

@@ -52,12 +52,20 @@ void renderContents(const CALayer& layer, const CALayer& model, CGContextRef c, 
       addBoundsPath(c, layer);
       CGContextClip(c);
     }
-    std::vector<const CALayer*> ordered;
-    ordered.reserve(model.sublayers().size());
-    for (const auto& sub : model.sublayers()) ordered.push_back(sub.get());
-    std::stable_sort(ordered.begin(), ordered.end(),
-                     [](const CALayer* a, const CALayer* b) { return a->zPosition() < b->zPosition(); });
-    for (const CALayer* sub : ordered) renderLayer(*sub, c, geometry);
+    const auto& subs = model.sublayers();
+    const bool layered = std::any_of(subs.begin(), subs.end(),
+                                     [&](const auto& l) { return l->zPosition() != subs.front()->zPosition(); });
+    if (!layered) {
+      // The usual case: no z-positions set, so sublayer order is drawing order; no copy per frame.
+      for (const auto& sub : subs) renderLayer(*sub, c, geometry);
+    } else {
+      std::vector<const CALayer*> ordered;
+      ordered.reserve(subs.size());
+      for (const auto& sub : subs) ordered.push_back(sub.get());
+      std::stable_sort(ordered.begin(), ordered.end(),
+                       [](const CALayer* a, const CALayer* b) { return a->zPosition() < b->zPosition(); });
+      for (const CALayer* sub : ordered) renderLayer(*sub, c, geometry);
+    }
   }
   if (group) CGContextEndTransparencyLayer(c);
 }

@@ -28,24 +28,27 @@ namespace {
 // Room a sheet leaves above it, as the platform's page sheets do.
 constexpr double kSheetTopInset = 54;
 
+// Labels and text fields share their text settings.
+template <class TextView>
+void applyText(TextView& view, const SceneViewSpec& desc) {
+  view.setText(desc.text);
+  view.setFont(desc.bold ? UIFont::boldSystemFontOfSize(desc.fontSize) : UIFont::systemFontOfSize(desc.fontSize));
+  if (desc.textColor) view.setTextColor(*desc.textColor);
+  view.setTextAlignment(desc.alignment);
+}
+
 std::shared_ptr<UIView> makeView(const SceneViewSpec& desc) {
   switch (desc.kind) {
     case SceneViewKind::Label: {
       auto label = std::make_shared<UILabel>(desc.frame);
-      label->setText(desc.text);
-      label->setFont(desc.bold ? UIFont::boldSystemFontOfSize(desc.fontSize) : UIFont::systemFontOfSize(desc.fontSize));
-      if (desc.textColor) label->setTextColor(*desc.textColor);
-      label->setTextAlignment(desc.alignment);
+      applyText(*label, desc);
       label->setNumberOfLines(desc.lines);
       return label;
     }
     case SceneViewKind::TextField: {
       auto field = std::make_shared<UITextField>(desc.frame);
-      field->setText(desc.text);
+      applyText(*field, desc);
       field->setPlaceholder(desc.placeholder);
-      field->setFont(desc.bold ? UIFont::boldSystemFontOfSize(desc.fontSize) : UIFont::systemFontOfSize(desc.fontSize));
-      if (desc.textColor) field->setTextColor(*desc.textColor);
-      field->setTextAlignment(desc.alignment);
       field->setSecureTextEntry(desc.secure);
       return field;
     }

@@ -61,12 +61,13 @@ class ScreenImageProcessor {
   /// new
   ScreenImageProcessor();
   explicit ScreenImageProcessor(Options options);
-  ~ScreenImageProcessor();
+  virtual ~ScreenImageProcessor();
   ScreenImageProcessor(const ScreenImageProcessor&) = delete;
   ScreenImageProcessor& operator=(const ScreenImageProcessor&) = delete;
 
   /// processImage:completion:
-  void processImage(AITextOcclusionData record, Completion completion);
+  /// Virtual so that tests can stand in a processor that answers late or never.
+  virtual void processImage(AITextOcclusionData record, Completion completion);
 
   const Options& options() const { return options_; }
   Statistics statistics() const;

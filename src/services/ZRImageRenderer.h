@@ -34,11 +34,16 @@ class ZRImageRenderer : public NSObject {
   /// A renderer of the size with rendererFormat(); nullptr (the caller skips its drawing) for a
   /// size that is zero, negative, not finite or beyond kMaxSide points or kMaxSide pixels a side.
   static std::shared_ptr<UIGraphicsImageRenderer> imageRendererForSize(CGSize size);
+  /// What the handler draws in: imageRendererForSize by default. Virtual so that tests can stand
+  /// in a renderer that answers nil.
+  virtual std::shared_ptr<UIGraphicsImageRenderer> rendererForSize(CGSize size) const {
+    return imageRendererForSize(size);
+  }
   static UIGraphicsImageRendererFormat rendererFormat();
   static void setRendererFormat(UIGraphicsImageRendererFormat format);
 
   /// An image of the size filled with the colour; nullptr where imageRendererForSize gives none.
-  std::shared_ptr<UIImage> blankImageOfSize(CGSize size, const UIColor& color) const;
+  virtual std::shared_ptr<UIImage> blankImageOfSize(CGSize size, const UIColor& color) const;
 
  private:
   bool useImageRenderer_ = false;

@@ -7,8 +7,8 @@
 #include <cmath>
 #include <limits>
 
-#include "services/RecorderTestSupport.h"
-#include "services/VideoProbe.h"
+#include "support/RecorderTestSupport.h"
+#include "support/VideoProbe.h"
 
 namespace zerva {
 namespace {

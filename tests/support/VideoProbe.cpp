@@ -1,4 +1,4 @@
-#include "services/VideoProbe.h"
+#include "support/VideoProbe.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -97,6 +97,14 @@ TEST_F(SchematicCaptureTest, KeyboardFollowsTheVideoSizeAdjustment) {
   EXPECT_EQ(image->pixelAt(100, 245), (CGPixel{0, 0, 255, 255}));
   EXPECT_EQ(image->pixelAt(210, 300), (CGPixel{0, 0, 255, 255}));
   EXPECT_EQ(image->pixelAt(100, 405), (CGPixel{0, 0, 255, 255}));
+
+  // Each side by its own ratio: height 600 of 800 puts it at (0, 375, 200, 225).
+  fs_DeviceNativeSize = CGSizeMake(600, 800);
+  auto taller = frameWithKeyboard(CGRectMake(0, 500, 400, 300));
+  ASSERT_TRUE(taller);
+  EXPECT_EQ(taller->pixelAt(100, 370), (CGPixel{0, 0, 255, 255}));
+  EXPECT_EQ(taller->pixelAt(100, 380), kWhite);
+  EXPECT_EQ(taller->pixelAt(190, 595), kWhite);
 }
 
 // The demo app's sign-in screen while the user types: the e-mail field is marked sensitive, the

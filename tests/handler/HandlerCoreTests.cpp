@@ -4,11 +4,11 @@
 #include <atomic>
 #include <cstdlib>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "handler/ZRViewVideoHandlerStatics.h"
 #include "platform/UIWindow.h"
-#include "services/ZRImageRenderer.h"
 #include "services/ZROcclusionManager.h"
 #include "support/HandlerTestSupport.h"
 
@@ -39,23 +39,14 @@ TEST_F(HandlerCoreTest, AFreshHandlerStartsIdleWithItsDefaults) {
   EXPECT_EQ(h.numFramesInVideo(), 0);
   EXPECT_EQ(h.totalSnapshots(), 0);
   EXPECT_EQ(h.lastScreenImageSize(), CGSizeZero);
-  EXPECT_FALSE(h.displayLink());
-  EXPECT_FALSE(h.trackedScrollViews());
-  EXPECT_FALSE(h.sensitiveViews());
-  EXPECT_FALSE(h.occlusionRects());
-  EXPECT_FALSE(h.lastVideoFrameImage());
+  EXPECT_FALSE(h.displayLink() || h.trackedScrollViews() || h.sensitiveViews() || h.occlusionRects() ||
+               h.lastVideoFrameImage());
 
   // Collaborators made once, and handed the handler where they keep a back reference.
   ASSERT_TRUE(h.occlusionManager() && h.videoRecorder() && h.keyboardUtility() && h.imageRenderer() &&
               h.imageProcessor());
   EXPECT_EQ(h.occlusionManager()->videoHandler(), handler_);
   EXPECT_EQ(InternalZRConfiguration::sharedConfiguration()->videoHandler(), handler_);
-}
-
-TEST_F(HandlerCoreTest, TheRendererModeComesFromTheConfiguration) {
-  EXPECT_FALSE(handler_->imageRenderer()->useImageRenderer());
-  InternalZRConfiguration::sharedConfiguration()->setEnableImprovedScreenCapture(true);
-  EXPECT_TRUE(ZRViewVideoHandler::create()->imageRenderer()->useImageRenderer());
 }
 
 TEST_F(HandlerCoreTest, PlatformTypesOneAndSevenNeedTheWebScriptInjected) {
@@ -66,36 +57,15 @@ TEST_F(HandlerCoreTest, PlatformTypesOneAndSevenNeedTheWebScriptInjected) {
 }
 
 TEST_F(HandlerCoreTest, EitherSchematicSwitchAloneTurnsSchematicFramesOff) {
-  auto window = std::make_shared<UIWindow>(CGRect{0, 0, 160, 288});
-  window->makeKeyAndVisible();
+  std::make_shared<UIWindow>(CGRect{0, 0, 160, 288})->makeKeyAndVisible();
   ASSERT_TRUE(startRecording());
-  handler_->captureScreenImageToVideo();
-  EXPECT_EQ(fs_FrameCaptureType, "Schematic ");  // both on at process start
-
-  ZRViewVideoHandler::setSchematicCapture(false);
-  ZRViewVideoHandler::setPlatformSchematicCapture(true);
-  handler_->captureScreenImageToVideo();
-  EXPECT_EQ(fs_FrameCaptureType, "Native ");
-
-  ZRViewVideoHandler::setSchematicCapture(true);
-  ZRViewVideoHandler::setPlatformSchematicCapture(false);
-  handler_->captureScreenImageToVideo();
-  EXPECT_EQ(fs_FrameCaptureType, "Native ");
-
-  ZRViewVideoHandler::setPlatformSchematicCapture(true);
-  handler_->captureScreenImageToVideo();
-  EXPECT_EQ(fs_FrameCaptureType, "Schematic ");
-}
-
-TEST_F(HandlerCoreTest, TheQueuesAreMadeOnceWithTheirLabelsAndKinds) {
-  const auto& serial = ZRViewVideoHandler::GetMakeVideoFrameQueue();
-  EXPECT_EQ(serial.get(), ZRViewVideoHandler::GetMakeVideoFrameQueue().get());
-  EXPECT_EQ(serial->kind(), DispatchQueue::Kind::Serial);
-  EXPECT_TRUE(serial->label().ends_with(".makeVideoFrame"));
-  const auto& concurrent = ZRViewVideoHandler::GetMakeVideoFrameQueuet();
-  EXPECT_EQ(concurrent.get(), ZRViewVideoHandler::GetMakeVideoFrameQueuet().get());
-  EXPECT_EQ(concurrent->kind(), DispatchQueue::Kind::Concurrent);
-  EXPECT_TRUE(concurrent->label().ends_with(".makeVideoFramet"));
+  for (const auto& [platform, session, kind] : {std::tuple{true, true, "Schematic "}, {true, false, "Native "},
+                                                {false, true, "Native "}}) {
+    ZRViewVideoHandler::setPlatformSchematicCapture(platform);
+    ZRViewVideoHandler::setSchematicCapture(session);
+    handler_->captureScreenImageToVideo();
+    EXPECT_EQ(fs_FrameCaptureType, kind);
+  }
 }
 
 // In a child process of its own, so that these really are the first calls.

@@ -90,7 +90,7 @@ TEST_F(ScrollTrackingTest, WalkStopsAtTheFirstMoverAndReachesNestedScrollViews) 
   auto later = addScrollView(container, CGRectMake(0, 400, 390, 400));
 
   EXPECT_FALSE(handler_->anyViewScrollingInHierarchy(window_));
-  EXPECT_EQ(handler_->trackedScrollViews()->size(), 3u);
+  ASSERT_EQ(handler_->trackedScrollViews()->size(), 3u);
 
   inner->setContentOffset({120, 0});
   later->setContentOffset({0, 50});

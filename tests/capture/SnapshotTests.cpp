@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -114,6 +115,8 @@ struct LayerMethodCase {
   std::function<void(UIViewController&, UIView&)> change;
   Class layerClass = nullptr;
 };
+
+void PrintTo(const LayerMethodCase& screen, std::ostream* os) { *os << screen.name; }
 
 class LayerMethodTest : public HandlerTest, public ::testing::WithParamInterface<LayerMethodCase> {};
 

@@ -134,7 +134,7 @@ TEST_F(ManualRects, SDKCallsFromSeveralThreadsKeepEveryGroupAndEveryView) {
   EXPECT_EQ(handler_->visibleScreenNames().size(), size_t{kThreads});
 
   // Groups added at the same moment by different threads all reach the frame.
-  for (int frame = 0; frame < 100; ++frame) {
+  for (int frame = 0; frame < 400; ++frame) {
     handler_->copyAndResetOcclusionRects();
     std::latch start(kThreads);
     threads.clear();

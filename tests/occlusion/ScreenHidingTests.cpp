@@ -25,7 +25,10 @@ TEST_F(ScreenHiding, ControllersContributeOneNameEachAndRemovalTakesOneOccurrenc
   handler_->removeVisibleScreenForControllerId("c2");
   EXPECT_EQ(handler_->visibleScreenNames(), (Screens{"Home", "A"}));
   EXPECT_EQ(before.size(), 3u) << "an answer is a snapshot";
+  handler_->addVisibleScreens({"A"});
+  handler_->removeVisibleScreenForName("A");
   handler_->removeVisibleScreenForName("Nowhere");
+  EXPECT_EQ(handler_->visibleScreenNames(), (Screens{"Home", "A"}));
   handler_->removeAllVisibleScreens();
   EXPECT_TRUE(handler_->visibleScreenNames().empty());
 }

@@ -1,17 +1,16 @@
-// The way of a frame through text recognition: what the processor is asked, what the completion
-// gets, on which queue, in which order, and frames that the processor never answers.
+// A frame's way through text recognition: what the processor is asked, what the completion gets,
+// on which queue and in which order, and a frame the processor never answers.
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
 
-#include "support/HandlerTestSupport.h"
-#include "support/RecorderTestSupport.h"
 #include "platform/UIImage.h"
 #include "services/ZROcclusionManager.h"
+#include "support/HandlerTestSupport.h"
+#include "support/RecorderTestSupport.h"
 
 namespace zerva::testing {
 namespace {
@@ -22,37 +21,25 @@ class HeldProcessor : public ScreenImageProcessor {
  public:
   void processImage(AITextOcclusionData record, Completion completion) override {
     std::lock_guard lock(mutex_);
-    records_.push_back(std::move(record));
-    completions_.push_back(std::move(completion));
+    held_.emplace_back(std::move(record), std::move(completion));
     arrived_.notify_all();
   }
-
-  /// Waits until `count` records arrived (they come from the frame queue).
-  void waitForRecords(size_t count) {
-    std::unique_lock lock(mutex_);
-    arrived_.wait(lock, [&] { return records_.size() >= count; });
-  }
-
+  /// Record i, once it arrived (records come from the frame queue).
   AITextOcclusionData record(size_t i) {
-    std::lock_guard lock(mutex_);
-    return records_.at(i);
+    std::unique_lock lock(mutex_);
+    arrived_.wait(lock, [&] { return held_.size() > i; });
+    return held_[i].first;
   }
-
-  /// Answers record i from another thread, as the real processor does.
   void answer(size_t i, std::vector<std::string> rects) {
-    Completion completion;
-    {
-      std::lock_guard lock(mutex_);
-      completion = completions_.at(i);
-    }
-    std::thread([completion, rects] { completion(rects); }).join();
+    record(i);
+    std::lock_guard lock(mutex_);
+    std::thread([completion = held_[i].second, rects] { completion(rects); }).join();
   }
 
  private:
   std::mutex mutex_;
   std::condition_variable arrived_;
-  std::vector<AITextOcclusionData> records_;
-  std::vector<Completion> completions_;
+  std::vector<std::pair<AITextOcclusionData, Completion>> held_;
 };
 
 struct Delivered {
@@ -66,141 +53,96 @@ class OcclusionPipelineTest : public HandlerTest {
  protected:
   void SetUp() override {
     HandlerTest::SetUp();
-    processor_ = std::make_shared<HeldProcessor>();
     handler_->setImageProcessor(processor_);
   }
-
   void TearDown() override {
-    // The held completions keep the frames (and, through them, nothing else) alive.
-    handler_->setImageProcessor(nullptr);
+    handler_->setImageProcessor(nullptr);  // held frames are never answered
     HandlerTest::TearDown();
   }
 
-  ZRViewVideoHandler::PipelineCompletion collect() {
-    return [this](std::shared_ptr<UIImage> image, ZRRectStringList rects, double time) {
-      std::lock_guard lock(mutex_);
-      delivered_.push_back({std::move(image), std::move(rects), time,
-                            ZRViewVideoHandler::GetMakeVideoFrameQueue()->isCurrent()});
-    };
+  void frame(double time, std::shared_ptr<UIImage> image, ZRRectStringList rects = {}) {
+    handler_->setOnCaptureVideoFrameTime(time);
+    handler_->processImageForAutoOcclusionAndVideoConversion(
+        std::move(image), std::move(rects), [this](std::shared_ptr<UIImage> i, ZRRectStringList r, double t) {
+          delivered_.push_back({std::move(i), std::move(r), t, ZRViewVideoHandler::GetMakeVideoFrameQueue()->isCurrent()});
+        });
   }
-
   std::vector<Delivered> delivered() {
-    ZRViewVideoHandler::GetMakeVideoFrameQueue()->drain();
-    std::lock_guard lock(mutex_);
+    ZRViewVideoHandler::GetMakeVideoFrameQueue()->drain();  // only the frame queue writes the list
     return delivered_;
   }
 
-  std::shared_ptr<HeldProcessor> processor_;
-  std::mutex mutex_;
+  std::shared_ptr<HeldProcessor> processor_ = std::make_shared<HeldProcessor>();
   std::vector<Delivered> delivered_;
   const std::shared_ptr<UIImage> image_ = solidImage({40, 30}, UIColor::whiteColor());
 };
 
-TEST_F(OcclusionPipelineTest, ProcessorRectanglesFollowTheCallersAndTheTimeIsThatOfTheCall) {
-  handler_->setOnCaptureVideoFrameTime(1.5);
-  const ZRRectStringList callers{"{{0, 0}, {1, 1}}", "{{2, 2}, {1, 1}}"};
-  handler_->processImageForAutoOcclusionAndVideoConversion(image_, callers, collect());
-  handler_->setOnCaptureVideoFrameTime(2.5);  // a later frame moves on before the answer
-
-  processor_->waitForRecords(1);
-  EXPECT_TRUE(delivered().empty());  // nothing before the processor answers
+TEST_F(OcclusionPipelineTest, FoundRectanglesFollowTheCallersWithTheTimeOfTheCall) {
+  frame(1.5, image_, {"{{0, 0}, {1, 1}}", "{{2, 2}, {1, 1}}"});
+  handler_->setOnCaptureVideoFrameTime(2.5);  // the next frame starts before the answer
+  EXPECT_EQ(processor_->record(0).time(), 1.5);
+  EXPECT_EQ(processor_->record(0).image(), image_);
+  EXPECT_TRUE(delivered().empty());
   processor_->answer(0, {"{{9, 9}, {3, 3}}"});
-
   auto out = delivered();
   ASSERT_EQ(out.size(), 1u);
   EXPECT_EQ(out[0].image, image_);
   EXPECT_EQ(out[0].rects, (ZRRectStringList{"{{0, 0}, {1, 1}}", "{{2, 2}, {1, 1}}", "{{9, 9}, {3, 3}}"}));
   EXPECT_EQ(out[0].time, 1.5);
   EXPECT_TRUE(out[0].onFrameQueue);
-  EXPECT_EQ(processor_->record(0).time(), 1.5);
-  EXPECT_EQ(processor_->record(0).image(), image_);
 }
 
 TEST_F(OcclusionPipelineTest, RecordCarriesTheAutoOcclusionRuleOfTheVisibleScreens) {
   ZervaHandler::shared()->sessionSettings()->setRecordingQuality(2);
-  handler_->processImageForAutoOcclusionAndVideoConversion(image_, {}, collect());
-
+  frame(1, image_);
   ZROcclusionSetting recognise(ZROcclusionTypeTextRecognition);
   recognise.setRecognitionLanguage({"eng", "fra"});
   recognise.setCustomWords({"Acme"});
   handler_->occlusionManager()->applyOcclusionSetting(recognise, ZROcclusionSourceManual, {});
-  handler_->processImageForAutoOcclusionAndVideoConversion(nullptr, {}, collect());
+  frame(2, nullptr);
 
-  processor_->waitForRecords(2);
-  const auto without = processor_->record(0);
+  const auto without = processor_->record(0), with = processor_->record(1);
   EXPECT_EQ(without.processingType(), 3);
-  EXPECT_FALSE(without.recognitionLanguages());
-  EXPECT_FALSE(without.customWords());
+  EXPECT_FALSE(without.recognitionLanguages() || without.customWords());
   EXPECT_EQ(without.videoQuality(), 2);
   EXPECT_EQ(without.occlusionType(), 1);
-
-  const auto with = processor_->record(1);
   EXPECT_EQ(with.processingType(), 1);
   EXPECT_EQ(with.recognitionLanguages(), (std::vector<std::string>{"eng", "fra"}));
   EXPECT_EQ(with.customWords(), (std::vector<std::string>{"Acme"}));
-
-  // A nil image goes through as nil.
   processor_->answer(1, {});
-  auto out = delivered();
-  ASSERT_EQ(out.size(), 1u);
-  EXPECT_EQ(out[0].image, nullptr);
+  ASSERT_EQ(delivered().size(), 1u);
+  EXPECT_EQ(delivered()[0].image, nullptr);  // a nil image goes through as nil
 }
 
-TEST_F(OcclusionPipelineTest, CompletionsRunOnTheFrameQueueInTheOrderOfTheAnswers) {
-  for (double t : {1.0, 2.0, 3.0}) {
-    handler_->setOnCaptureVideoFrameTime(t);
-    handler_->processImageForAutoOcclusionAndVideoConversion(image_, {}, collect());
-  }
-  processor_->waitForRecords(3);
-  for (size_t i : {2u, 0u, 1u}) processor_->answer(i, {});
-  auto out = delivered();
-  ASSERT_EQ(out.size(), 3u);
+TEST_F(OcclusionPipelineTest, FramesGoOnInTheOrderOfTheAnswersPastOneNeverAnswered) {
+  for (double t : {1.0, 2.0, 3.0, 4.0}) frame(t, image_);
+  for (size_t i : {2u, 0u, 3u}) processor_->answer(i, {});  // frame 2 is held for good
   std::vector<double> times;
-  for (const auto& frame : out) {
-    times.push_back(frame.time);
-    EXPECT_TRUE(frame.onFrameQueue);  // the serial queue: never two at once
+  for (const auto& d : delivered()) {
+    times.push_back(d.time);
+    EXPECT_TRUE(d.onFrameQueue);  // the serial queue: never two at once
   }
-  EXPECT_EQ(times, (std::vector<double>{3.0, 1.0, 2.0}));
-}
-
-TEST_F(OcclusionPipelineTest, UnansweredFrameIsHeldWhileLaterFramesFlow) {
-  for (double t : {1.0, 2.0, 3.0}) {
-    handler_->setOnCaptureVideoFrameTime(t);
-    handler_->processImageForAutoOcclusionAndVideoConversion(image_, {}, collect());
-  }
-  processor_->waitForRecords(3);
-  processor_->answer(1, {});
-  processor_->answer(2, {});
-  auto out = delivered();
-  ASSERT_EQ(out.size(), 2u);
-  EXPECT_EQ(out[0].time, 2.0);
-  EXPECT_EQ(out[1].time, 3.0);
+  EXPECT_EQ(times, (std::vector<double>{3.0, 1.0, 4.0}));
 }
 
 TEST_F(OcclusionPipelineTest, SecondEntryAsksForNoRecognitionAndIgnoresTheAnswer) {
-  ZROcclusionSetting recognise(ZROcclusionTypeTextRecognition);
-  handler_->occlusionManager()->applyOcclusionSetting(recognise, ZROcclusionSourceManual, {});
+  handler_->occlusionManager()->applyOcclusionSetting(ZROcclusionSetting(ZROcclusionTypeTextRecognition),
+                                                      ZROcclusionSourceManual, {});
   handler_->setOnCaptureVideoFrameTime(4.25);
-  std::shared_ptr<UIImage> got;
-  double gotTime = -1;
-  bool onQueue = false;
+  std::optional<Delivered> got;
   handler_->addImageToAITextOcclusionPipeline(image_, [&](std::shared_ptr<UIImage> image, double time) {
-    got = std::move(image);
-    gotTime = time;
-    onQueue = ZRViewVideoHandler::GetMakeVideoFrameQueue()->isCurrent();
+    got = Delivered{std::move(image), {}, time, ZRViewVideoHandler::GetMakeVideoFrameQueue()->isCurrent()};
   });
-  processor_->waitForRecords(1);
   const auto record = processor_->record(0);
   EXPECT_EQ(record.time(), 3.0);
   EXPECT_EQ(record.processingType(), 3);
-  EXPECT_EQ(record.occlusionType(), 1);
-  EXPECT_FALSE(record.recognitionLanguages());
-  EXPECT_FALSE(record.customWords());
+  EXPECT_FALSE(record.recognitionLanguages() || record.customWords());
   processor_->answer(0, {"{{0, 0}, {5, 5}}"});
   ZRViewVideoHandler::GetMakeVideoFrameQueue()->drain();
-  EXPECT_EQ(got, image_);
-  EXPECT_EQ(gotTime, 4.25);
-  EXPECT_TRUE(onQueue);
+  ASSERT_TRUE(got);
+  EXPECT_EQ(got->image, image_);
+  EXPECT_EQ(got->time, 4.25);
+  EXPECT_TRUE(got->onFrameQueue);
 }
 
 }  // namespace

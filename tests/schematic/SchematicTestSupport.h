@@ -76,11 +76,4 @@ inline std::optional<CGRect> inkBox(const UIImage& image, CGRect area, const std
 }
 
 inline bool isDark(CGPixel p) { return p.red + p.green + p.blue < 3 * 100; }
-inline bool isBright(CGPixel p) { return p.red + p.green + p.blue > 3 * 180; }
-
-inline bool closeTo(CGPixel a, CGPixel b, int tolerance = 2) {
-  return std::abs(a.red - b.red) <= tolerance && std::abs(a.green - b.green) <= tolerance &&
-         std::abs(a.blue - b.blue) <= tolerance && std::abs(a.alpha - b.alpha) <= tolerance;
-}
-
 }  // namespace zerva::testing

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -24,14 +25,16 @@ class HeldProcessor : public ScreenImageProcessor {
     held_.emplace_back(std::move(record), std::move(completion));
     arrived_.notify_all();
   }
-  /// Record i, once it arrived (records come from the frame queue).
-  AITextOcclusionData record(size_t i) {
+  /// Record i, once it arrived (records come from the frame queue); a record that never comes
+  /// fails the test instead of hanging it.
+  std::optional<AITextOcclusionData> record(size_t i) {
     std::unique_lock lock(mutex_);
-    arrived_.wait(lock, [&] { return held_.size() > i; });
-    return held_[i].first;
+    if (arrived_.wait_for(lock, std::chrono::seconds(20), [&] { return held_.size() > i; })) return held_[i].first;
+    ADD_FAILURE() << "record " << i << " never reached the processor";
+    return std::nullopt;
   }
   void answer(size_t i, std::vector<std::string> rects) {
-    record(i);
+    if (!record(i)) return;
     std::lock_guard lock(mutex_);
     std::thread([completion = held_[i].second, rects] { completion(rects); }).join();
   }
@@ -80,8 +83,10 @@ class OcclusionPipelineTest : public HandlerTest {
 TEST_F(OcclusionPipelineTest, FoundRectanglesFollowTheCallersWithTheTimeOfTheCall) {
   frame(1.5, image_, {"{{0, 0}, {1, 1}}", "{{2, 2}, {1, 1}}"});
   handler_->setOnCaptureVideoFrameTime(2.5);  // the next frame starts before the answer
-  EXPECT_EQ(processor_->record(0).time(), 1.5);
-  EXPECT_EQ(processor_->record(0).image(), image_);
+  const auto record = processor_->record(0);
+  ASSERT_TRUE(record);
+  EXPECT_EQ(record->time(), 1.5);
+  EXPECT_EQ(record->image(), image_);
   EXPECT_TRUE(delivered().empty());
   processor_->answer(0, {"{{9, 9}, {3, 3}}"});
   auto out = delivered();
@@ -102,13 +107,14 @@ TEST_F(OcclusionPipelineTest, RecordCarriesTheAutoOcclusionRuleOfTheVisibleScree
   frame(2, nullptr);
 
   const auto without = processor_->record(0), with = processor_->record(1);
-  EXPECT_EQ(without.processingType(), 3);
-  EXPECT_FALSE(without.recognitionLanguages() || without.customWords());
-  EXPECT_EQ(without.videoQuality(), 2);
-  EXPECT_EQ(without.occlusionType(), 1);
-  EXPECT_EQ(with.processingType(), 1);
-  EXPECT_EQ(with.recognitionLanguages(), (std::vector<std::string>{"eng", "fra"}));
-  EXPECT_EQ(with.customWords(), (std::vector<std::string>{"Acme"}));
+  ASSERT_TRUE(without && with);
+  EXPECT_EQ(without->processingType(), 3);
+  EXPECT_FALSE(without->recognitionLanguages() || without->customWords());
+  EXPECT_EQ(without->videoQuality(), 2);
+  EXPECT_EQ(without->occlusionType(), 1);
+  EXPECT_EQ(with->processingType(), 1);
+  EXPECT_EQ(with->recognitionLanguages(), (std::vector<std::string>{"eng", "fra"}));
+  EXPECT_EQ(with->customWords(), (std::vector<std::string>{"Acme"}));
   processor_->answer(1, {});
   ASSERT_EQ(delivered().size(), 1u);
   EXPECT_EQ(delivered()[0].image, nullptr);  // a nil image goes through as nil
@@ -134,9 +140,10 @@ TEST_F(OcclusionPipelineTest, SecondEntryAsksForNoRecognitionAndIgnoresTheAnswer
     got = Delivered{std::move(image), {}, time, ZRViewVideoHandler::GetMakeVideoFrameQueue()->isCurrent()};
   });
   const auto record = processor_->record(0);
-  EXPECT_EQ(record.time(), 3.0);
-  EXPECT_EQ(record.processingType(), 3);
-  EXPECT_FALSE(record.recognitionLanguages() || record.customWords());
+  ASSERT_TRUE(record);
+  EXPECT_EQ(record->time(), 3.0);
+  EXPECT_EQ(record->processingType(), 3);
+  EXPECT_FALSE(record->recognitionLanguages() || record->customWords());
   processor_->answer(0, {"{{0, 0}, {5, 5}}"});
   ZRViewVideoHandler::GetMakeVideoFrameQueue()->drain();
   ASSERT_TRUE(got);

@@ -1,6 +1,5 @@
-// The rectangles of a frame: sensitive views in key-window points (leaving out views a sheet
-// covers), and the per-frame lists merged and handed over once. Main thread; the merge and the
-// hand-over on any thread.
+// Rectangles of sensitive views in key-window points, and the per-frame lists handed over once.
+// Main thread; the merge and the hand-over on any thread (under the monitor).
 
 #include <mutex>
 

@@ -1,6 +1,5 @@
-// Web view occlusion: which web view the screen shows, the page query for its sensitive
-// elements, and their conversion into key-window rect strings. The two screen calls on any
-// thread; the query and the conversion on the main thread, where pages answer.
+// The screen's web view, the page query for its sensitive elements and their key-window rects.
+// The two screen calls on any thread; the query and the conversion on the main thread.
 
 #include <cstdlib>
 #include <mutex>

@@ -58,9 +58,6 @@ void ZRViewVideoHandler::recordScreenVideo(CGRect captureFrame, bool hideFullScr
   if (topController) {
     auto webView = screenWebview();
     if (!webView) webView = ZRControllerUtility::webViewinView(topController->view(), kWebViewSearchLevel);
-    // A controller presented over a page (an alert over a checkout) leaves the page on screen but
-    // outside its own view; the layer route would show the page's fields unmasked.
-    if (!webView) webView = ZRControllerUtility::webViewinView(keyWindow, kWebViewSearchLevel);
 
     if (webView) {
       // Mid-pinch pages are not captured; the next frame interval tries again.

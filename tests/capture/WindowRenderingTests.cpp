@@ -173,30 +173,5 @@ TEST_F(RealFrameTest, WebRouteMasksThePagesElementsOnThePictureTakenBeforeThePag
   }
 }
 
-TEST_F(RealFrameTest, APagePartlyCoveredByAPresentedAlertStillHasItsElementsMasked) {
-  auto window = windowWithController(kScreen, UIColor::whiteColor());
-  auto webView = std::make_shared<WKWebView>(CGRectMake(0, 100, 390, 600));
-  NSErrorOrNil error;
-  webView->loadPage(*WebPage::pageWithJSON(R"({"body": [
-    {"tag": "input", "type": "password", "value": "hunter22", "frame": [20, 100, 350, 40]}]})", &error));
-  window->rootViewController()->view()->addSubview(webView);
-  handler_->setIsWebScriptInjected(false);
-  // The alert's own view holds no web view; the page shows through around its box.
-  auto alert = std::make_shared<UIViewController>();
-  alert->setView(colouredView(kScreen, UIColor::blackColor().colorWithAlphaComponent(0.4)));
-  alert->view()->addSubview(colouredView(CGRectMake(60, 320, 270, 150), UIColor::whiteColor()));
-  alert->setModalPresentationStyle(UIModalPresentationOverFullScreen);
-  window->rootViewController()->presentViewController(alert);
-
-  ASSERT_TRUE(startRecording());
-  handler_->recordScreenVideo(CGRectMake(0, 0, 400, 844), false);
-  EXPECT_FALSE(tookLayerRoute());
-  ASSERT_TRUE(NSRunLoop::mainRunLoop().runUntil([&] { return handler_->lastVideoFrameImage() != nullptr; }));
-  const auto frame = handler_->lastVideoFrameImage();
-  for (int x = 25; x < 375; x += 10) {
-    EXPECT_TRUE(nearPixel(frame->pixelAt(x, 220), kMagentaPixel, 4)) << x;
-  }
-}
-
 }  // namespace
 }  // namespace zerva::testing

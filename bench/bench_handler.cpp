@@ -103,7 +103,6 @@ void runSynchronous(benchmark::State& state, bool schematic) {
     state.SetIterationTime(cpuSeconds(CLOCK_THREAD_CPUTIME_ID) - begin);
     session.settle();
   }
-  state.counters["gZERVA_LastFrameTime_ms"] = gZERVA_LastFrameTime * 1000.0;
   ZRViewVideoHandler::setSchematicCapture(true);
 }
 

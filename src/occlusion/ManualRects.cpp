@@ -1,6 +1,5 @@
-// Rectangles from hybrid frameworks: pushed (plain or grouped by identity) or pulled on demand,
-// and the frame route through the rendering-pause hook. The adds and hook registrations on any
-// thread; the frame route on the main thread, its continuation on the thread a hook replies on.
+// Hybrid frameworks' rectangles (pushed, grouped or on demand) and the frame via the pause hook.
+// Adds on any thread; the frame route on the main thread, its rest where the hook replies.
 
 #include <atomic>
 #include <mutex>

@@ -1,11 +1,11 @@
-// The rectangles of a frame: sensitive views in key-window points (leaving out views a sheet
-// covers), and the per-frame lists merged and handed over once. Main thread; the merge and the
-// hand-over on any thread.
+// Rectangles of sensitive views in key-window points, and the per-frame lists handed over once.
+// Main thread; the merge and the hand-over on any thread (under the monitor).
 
 #include <mutex>
 
 #include "handler/ZRThreadChecks.h"
 #include "handler/ZRViewVideoHandler.h"
+#include "occlusion/WindowScale.h"
 #include "platform/CALayer.h"
 #include "platform/UIView.h"
 #include "platform/UIViewController.h"
@@ -72,16 +72,9 @@ CGRect ZRViewVideoHandler::occlusionRectForView(const ZROccludedDictionary& info
     }
   }
 
-  // A window without area keeps the rectangle unscaled, rather than scaling by a non-finite
-  // factor and losing it.
-  const CGRect windowBounds = window->bounds();
-  double sx = 1.0;
-  double sy = 1.0;
-  if (windowBounds.size.width != 0 && windowBounds.size.height != 0) {
-    sx = windowSize.width / windowBounds.size.width;
-    sy = windowSize.height / windowBounds.size.height;
-  }
-  return CGRectMake(rect.origin.x * sx, rect.origin.y * sy, rect.size.width * sx, rect.size.height * sy);
+  const CGSize scale = ZRWindowScale(window->bounds(), windowSize);
+  return CGRectMake(rect.origin.x * scale.width, rect.origin.y * scale.height, rect.size.width * scale.width,
+                    rect.size.height * scale.height);
 }
 
 bool ZRViewVideoHandler::isPresentedControllerPartiallyVisible(

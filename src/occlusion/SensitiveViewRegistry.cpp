@@ -124,7 +124,7 @@ bool ZRViewVideoHandler::viewIsHidden(const std::shared_ptr<UIView>& view) const
 bool ZRViewVideoHandler::canOccludeSensitiveView(const std::shared_ptr<UIView>& view) const {
   if (!view || !view->window() || !(view->alpha() > 0.0)) return false;
   if (!view->isHidden()) return true;
-  // A SwiftUI host view is hidden by design while its content is on screen; it still counts.
+  // The SDK's SwiftUI occlusion view counts even while it is hidden.
   return view->isKindOfClass(NSClassFromString(kOccludedUIViewClassName));
 }
 

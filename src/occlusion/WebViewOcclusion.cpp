@@ -1,12 +1,12 @@
-// Web view occlusion: which web view the screen shows, the page query for its sensitive
-// elements, and their conversion into key-window rect strings. The two screen calls on any
-// thread; the query and the conversion on the main thread, where pages answer.
+// The screen's web view, the page query for its sensitive elements and their key-window rects.
+// The two screen calls on any thread; the query and the conversion on the main thread.
 
 #include <cstdlib>
 #include <mutex>
 
 #include "handler/ZRThreadChecks.h"
 #include "handler/ZRViewVideoHandler.h"
+#include "occlusion/WindowScale.h"
 #include "platform/StringWithFormat.h"
 #include "platform/UIScreen.h"
 #include "platform/UIWindow.h"
@@ -89,14 +89,9 @@ ZRRectStringList ZRViewVideoHandler::addWebViewOcclusionRects(const nlohmann::js
   const double offsetX = origin.x + insets.left;
   const double offsetY = origin.y + insets.top;
 
-  // A window without area keeps the rectangles unscaled, rather than losing them.
-  const CGRect windowBounds = window->bounds();
-  double sx = 1.0;
-  double sy = 1.0;
-  if (windowBounds.size.width != 0 && windowBounds.size.height != 0) {
-    sx = windowSize.width / windowBounds.size.width;
-    sy = windowSize.height / windowBounds.size.height;
-  }
+  const CGSize scale = ZRWindowScale(window->bounds(), windowSize);
+  const double sx = scale.width;
+  const double sy = scale.height;
 
   for (const auto& element : answer) {
     if (!element.is_array() || element.size() != 4) continue;

@@ -17,7 +17,9 @@
 #include "platform/CALayer.h"
 #include "platform/CAMetalLayer.h"
 #include "platform/ObjCClass.h"
+#include "platform/UIApplication.h"
 #include "platform/UIGraphicsImageRenderer.h"
+#include "services/ZRKeyboardUtility.h"
 #include "support/HandlerTestSupport.h"
 
 namespace zerva::testing {
@@ -105,6 +107,21 @@ TEST_F(SnapshotTest, LayerRendererIsKeptWhileTheWindowSizeStaysAndRemadeWhenItTu
   handler_->generateSnapShotForLayers(layers, {390, 844}, CGRectZero);
   EXPECT_EQ(handler_->currentScreenRenderer()->size(), (CGSize{390, 844}));
   EXPECT_EQ(handler_->totalSnapshots(), 4);
+}
+
+TEST_F(SnapshotTest, BothSnapshotsPaintTheKeyboardBoxOverTheScreen) {
+  auto window = windowWithController(CGRectMake(0, 0, 390, 844), UIColor::redColor());
+  UIApplication::sharedApplication()->keyboard().show(CGRectMake(0, 544, 390, 300), 0);
+  const CGRect keyboardFrame = handler_->keyboardUtility()->keyboardFrameInWindow(window);
+  ASSERT_EQ(keyboardFrame, CGRectMake(0, 544, 390, 300));
+
+  const auto byView = handler_->generateSnapShotForView(window, window->frame(), keyboardFrame);
+  const auto byLayers = handler_->generateSnapShotForLayers(handler_->availableWindowLayers(), {390, 844}, keyboardFrame);
+  for (const auto& image : {byView, byLayers}) {
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(image->pixelAt(20, 530), kRedPixel);
+    EXPECT_EQ(image->pixelAt(20, 560), kWhitePixel);
+  }
 }
 
 // --- The layer-method test ----------------------------------------------------------------------

@@ -56,6 +56,14 @@ TEST_F(HandlerCoreTest, PlatformTypesOneAndSevenNeedTheWebScriptInjected) {
   }
 }
 
+TEST_F(HandlerCoreTest, VisibleScreenNamesIsASnapshot) {
+  handler_->addVisibleScreens({"Home"});
+  const std::vector<std::string> before = handler_->visibleScreenNames();
+  handler_->addVisibleScreens({"Account"});
+  EXPECT_EQ(before, (std::vector<std::string>{"Home"}));
+  EXPECT_EQ(handler_->visibleScreenNames(), (std::vector<std::string>{"Home", "Account"}));
+}
+
 TEST_F(HandlerCoreTest, EitherSchematicSwitchAloneTurnsSchematicFramesOff) {
   std::make_shared<UIWindow>(CGRect{0, 0, 160, 288})->makeKeyAndVisible();
   ASSERT_TRUE(startRecording());

@@ -5,6 +5,7 @@
 
 #include "recording/RecordingTestSupport.h"
 #include "services/ZRHeatTimeHandler.h"
+#include "services/ZROcclusionManager.h"
 
 namespace zerva::testing {
 namespace {
@@ -83,23 +84,24 @@ TEST_F(CaptureDriverTest, AnExceptionDropsTheFrameAndKeepsTheMeasurements) {
   EXPECT_EQ(fs_NumSlowFrames, 2);
 }
 
-TEST_F(CaptureDriverTest, TheFrameKindAndTheFirstFrame) {
+TEST_F(CaptureDriverTest, TheFrameKindTheTextFieldRuleAndTheFirstFrame) {
   ASSERT_TRUE(startRecording());
   auto tracker = ZRHeatTimeHandler::sharedHandler();
   const long resets = tracker->resetCount();
+  handler_->occlusionManager()->applyOcclusionSetting(ZROcclusionSetting(ZROcclusionTypeAllTextFields),
+                                                      ZROcclusionSourceManual, {"Login"});
+  handler_->addVisibleScreens({"Home", "Login"});
   ZRViewVideoHandler::setSchematicCapture(true);
-  handler_->setOcclusionRects(ZRRectStringList{"{{1, 2}, {3, 4}}"});
   handler_->captureScreenImageToVideo();
   EXPECT_EQ(fs_FrameCaptureType, "Schematic ");
-  EXPECT_EQ(handler_->occlusionRects(), ZRRectStringList{});  // they belong to real captures
-  EXPECT_EQ(tracker->resetCount(), resets + 1);               // the recording's first frame
+  EXPECT_TRUE(handler_->occludeAllTextFields());  // the rule of the top screen
+  EXPECT_EQ(tracker->resetCount(), resets + 1);   // the recording's first frame
 
-  handler_->setTotalSnapshots(1);
+  handler_->removeVisibleScreenForName("Login");
   handler_->setHideFullScreen(true);
-  handler_->setOcclusionRects(ZRRectStringList{"{{1, 2}, {3, 4}}"});
   handler_->captureScreenImageToVideo();
   EXPECT_EQ(fs_FrameCaptureType, "Native ");
-  EXPECT_EQ(handler_->occlusionRects()->size(), 1u);
+  EXPECT_FALSE(handler_->occludeAllTextFields());
   EXPECT_EQ(tracker->resetCount(), resets + 1);
 
   fs_FrameCaptureType.clear();

@@ -1,7 +1,12 @@
 // Appends and what they leave behind: confirmed-frame counting, the first-frame tag, dropped and
 // failed appends, the stamping rule of blank frames and the preserve rules.
 
+#include <mutex>
+#include <thread>
+
+#include "platform/UIViewController.h"
 #include "recording/RecordingTestSupport.h"
+#include "services/ScreenImageProcessor.h"
 
 namespace zerva::testing {
 namespace {
@@ -61,6 +66,66 @@ TEST_F(FrameAppendTest, PreserveAndStampingRules) {
   EXPECT_EQ(handler_->totalSnapshots(), 2);
   EXPECT_EQ(renderer_->blanks.at(0), std::make_pair(kScreen, UIColor::blackColor()));
   EXPECT_EQ(renderer_->blanks.at(1).second, UIColor::redColor());
+}
+
+/// Holds each text-recognition record until the test answers it, so that a frame's conversion
+/// can come later than its capture.
+class HeldProcessor : public ScreenImageProcessor {
+ public:
+  void processImage(AITextOcclusionData, Completion completion) override {
+    std::lock_guard lock(mutex_);
+    held_.push_back(std::move(completion));
+  }
+  size_t held() {
+    std::lock_guard lock(mutex_);
+    return held_.size();
+  }
+  void answer(size_t i) {
+    Completion completion;
+    {
+      std::lock_guard lock(mutex_);
+      completion = held_.at(i);
+    }
+    std::thread([completion] { completion({}); }).join();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<Completion> held_;
+};
+
+// Real frames through capture, pipeline and conversion: the first frame of a recording goes in
+// at the time of its conversion, later ones at the time their capture began.
+TEST_F(FrameAppendTest, TheFirstFrameTakesItsConversionTimeAndLaterOnesTheirCaptureTime) {
+  auto processor = std::make_shared<HeldProcessor>();
+  handler_->setImageProcessor(processor);
+  ZRViewVideoHandler::setSchematicCapture(false);
+  auto window = makeKeyWindow();
+  auto controller = std::make_shared<UIViewController>();
+  window->setRootViewController(controller);
+  controller->view()->setBackgroundColor(UIColor::greenColor());
+  ZervaHandler::shared()->sessionSettings()->setRecordingQuality(ZRVideoQualityMedium);  // 10 fps
+  ASSERT_TRUE(startRecording());
+  const double start = CACurrentMediaTime();
+
+  runFor(0.15);  // the first tick, 0.1 s in
+  settle();
+  ASSERT_EQ(processor->held(), 1u);
+  clock_.advance(0.05);
+  processor->answer(0);
+  settle();
+  runFor(0.2);  // the next capture, every other tick: 0.3 s in
+  settle();
+  ASSERT_EQ(processor->held(), 2u);
+  clock_.advance(0.05);
+  processor->answer(1);
+  settle();
+  EXPECT_NEAR(CACurrentMediaTime() - start, 0.45, 1e-9);
+
+  const std::string path = recordingPath();
+  stopRecording(1);
+  EXPECT_EQ(probeVideo(path).framePtsMs, (std::vector<std::int64_t>{200, 300}));
+  EXPECT_LT(colourDistance(decodeFrames(path, 120, 216).pixelAt(1, 60, 108), CGPixel{0, 255, 0, 255}), 24);
 }
 
 }  // namespace

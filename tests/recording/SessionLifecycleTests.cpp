@@ -113,15 +113,17 @@ TEST_F(SessionLifecycleTest, AStartResetsItsStateAndReappliesTheHidingOfTheLastS
   struct Case {
     bool hiddenAtStop;
     std::vector<ZRHiddenScreen> rules;
+    bool hidden;
     bool gesturesHidden;
   };
-  for (const Case& c : {Case{true, {}, true}, Case{false, {{"Account", true}}, true},
-                        Case{false, {{"Account", false}}, false}, Case{false, {}, false}}) {
+  for (const Case& c : {Case{true, {}, true, true}, Case{false, {{"Account", true}}, true, true},
+                        Case{false, {{"Account", false}}, true, false}, Case{false, {}, false, false}}) {
     ZervaHandler::shared()->sessionSettings()->setHiddenScreens(c.rules);
     handler_->setEndOfSession_hideFullScreen(c.hiddenAtStop);
     handler_->setEndOfSession_hideFullScreenGestures(true);
     handler_->setEndOfSession_hideFullScreen_APICall(true);
     ASSERT_TRUE(startRecording());
+    EXPECT_EQ(handler_->hideFullScreen(), c.hidden) << c.hiddenAtStop << c.rules.size();
     EXPECT_EQ(detail->hideGesturesOnThisScreen(), c.gesturesHidden) << c.hiddenAtStop << c.rules.size();
     EXPECT_TRUE(handler_->hideFullScreen_APICall());
     stopRecording(0);

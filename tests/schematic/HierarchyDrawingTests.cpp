@@ -75,12 +75,12 @@ TEST_F(HierarchyDrawingTest, TextBoxesAreCentredVerticallyAndCutToTheLineLimit) 
   sensitive.set(Zerva_HS_Key_SensitiveView, true);
   // 17 points: a line of 19.8, a box of 21, so the label's text box is (150, 14.5, 140, 21).
   const UIFont font = UIFont::systemFontOfSize(17);
-  const TitleSpec hello{.text = std::string("Hello"), .font = font, .alignment = 1.0};
+  const TitleFields hello{.text = std::string("Hello"), .font = font, .alignment = 1.0};
   auto label = labelAt(CGRectMake(150, 0, 140, 50), hello);
   auto other = labelAt(CGRectMake(150, 60, 140, 50), hello);  // not a label: drawn from the top
   other.set(Zerva_HS_Key_IsTypeOf, HVTypeTag{&Zerva_HS_KeyTypeOf_View});
-  const TitleSpec lines{.text = std::string("one\ntwo\nthree"), .font = font, .lines = 1.0};
-  TitleSpec unlimited = lines;
+  const TitleFields lines{.text = std::string("one\ntwo\nthree"), .font = font, .lines = 1.0};
+  TitleFields unlimited = lines;
   unlimited.lines = 0.0;
   auto image = draw({sensitive, label, other, labelAt(CGRectMake(0, 100, 140, 100), lines),
                      labelAt(CGRectMake(150, 100, 140, 100), unlimited)});
@@ -161,11 +161,11 @@ TEST_F(HierarchyDrawingTest, AttributedTextTakesTheMissingAttributesAndTextStora
   red.foregroundColor = UIColor::redColor();
   auto attributed = std::make_shared<const NSAttributedString>("HHH", red);
   // No font on the text: the label's 30 points; its own red stays.
-  const TitleSpec big{.text = std::string("HHH"), .attributed = attributed, .font = UIFont::systemFontOfSize(30)};
+  const TitleFields big{.text = std::string("HHH"), .attributed = attributed, .font = UIFont::systemFontOfSize(30)};
   auto label = labelAt(CGRectMake(0, 0, 300, 60), big);
   label.set(Zerva_HS_Key_ForegroundColour, UIColor::blueColor());
   // With a line limit and right alignment, moved to the right end of its box.
-  TitleSpec right = big;
+  TitleFields right = big;
   right.alignment = 2.0;
   right.lines = 1.0;
   NSStringAttributes plain;

@@ -34,7 +34,7 @@ inline HVHierarchyDictionary withChildren(HVHierarchyDictionary parent, std::vec
   return parent;
 }
 
-struct TitleSpec {
+struct TitleFields {
   std::optional<std::string> text;
   std::shared_ptr<const NSAttributedString> attributed;
   std::optional<UIFont> font;
@@ -42,21 +42,21 @@ struct TitleSpec {
   std::optional<double> lines;
 };
 
-inline void setTitle(HVHierarchyDictionary& view, const TitleSpec& spec) {
+inline void setTitle(HVHierarchyDictionary& view, const TitleFields& fields) {
   auto title = std::make_shared<HVHierarchyDictionary>();
-  if (spec.text) title->set(Zerva_HS_Key_ViewTitle_Text, *spec.text);
-  if (spec.attributed) title->set(Zerva_HS_Key_ViewTitle_AttrText, spec.attributed);
-  if (spec.font) title->set(Zerva_HS_Key_ViewTitle_Font, *spec.font);
-  if (spec.alignment) title->set(Zerva_HS_Key_ViewTitle_Align, *spec.alignment);
-  if (spec.lines) title->set(Zerva_HS_Key_ViewTitle_NumberOfTextLines, *spec.lines);
+  if (fields.text) title->set(Zerva_HS_Key_ViewTitle_Text, *fields.text);
+  if (fields.attributed) title->set(Zerva_HS_Key_ViewTitle_AttrText, fields.attributed);
+  if (fields.font) title->set(Zerva_HS_Key_ViewTitle_Font, *fields.font);
+  if (fields.alignment) title->set(Zerva_HS_Key_ViewTitle_Align, *fields.alignment);
+  if (fields.lines) title->set(Zerva_HS_Key_ViewTitle_NumberOfTextLines, *fields.lines);
   view.set(Zerva_HS_Key_ViewTitle, std::shared_ptr<const HVHierarchyDictionary>(title));
 }
 
 /// A label (type tag Label) with a title, on a background of no colour unless one is given.
-inline HVHierarchyDictionary labelAt(CGRect rect, const TitleSpec& spec, std::optional<HVValue> background = std::nullopt) {
+inline HVHierarchyDictionary labelAt(CGRect rect, const TitleFields& fields, std::optional<HVValue> background = std::nullopt) {
   auto d = viewAt(rect, background ? *background : HVValue{HVOpaqueObject{"no colour"}});
   d.set(Zerva_HS_Key_IsTypeOf, HVTypeTag{&Zerva_HS_KeyTypeOf_Label});
-  setTitle(d, spec);
+  setTitle(d, fields);
   return d;
 }
 

@@ -108,7 +108,7 @@ std::string escapeAttribute(std::string text) {
   return out;
 }
 
-const char* const kPages[] = {"login.html", "payment.html", "hidden-fields.html", "scrolled.html"};
+const char* const kPages[] = {"login.html", "payment.html", "hidden-fields.html", "scrolled.html", "nested.html"};
 
 // One browser start for all pages: each page runs in its own frame (a window of its own, the
 // size of a phone's), and the top page gathers the frames' results once they have loaded.

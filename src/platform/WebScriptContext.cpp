@@ -465,6 +465,18 @@ duk_ret_t windowGetter(duk_context* ctx) {
 }
 
 duk_ret_t consoleLog(duk_context* ctx) {
+  // The line is one copy out of the heap: all of it counts against the memory limit.
+  size_t length = 0;
+  for (duk_idx_t i = 0, n = duk_get_top(ctx); i < n; ++i) {
+    duk_size_t part = 0;
+    duk_to_lstring(ctx, i, &part);
+    length += part + 1;
+  }
+  ScriptState& state = stateOf(ctx);
+  if (length > state.memoryLeft()) {
+    state.allocationRefused = true;
+    return duk_error(ctx, DUK_ERR_RANGE_ERROR, "alloc failed");
+  }
   std::string line = "WKWebView console:";
   for (duk_idx_t i = 0, n = duk_get_top(ctx); i < n; ++i) line += " " + stringArgument(ctx, i);
   NSLog(line);

@@ -15,10 +15,19 @@
 
 using namespace zerva;
 
+namespace {
+char gScratch[] = "/tmp/zerva-fuzz-XXXXXX";
+}
+
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  // A configuration names files (logging.file, stateFile): they land in a scratch folder.
-  char folder[] = "/tmp/zerva-fuzz-XXXXXX";
-  if (!mkdtemp(folder) || chdir(folder) != 0) std::abort();
+  // A configuration names files (logging.file, stateFile): they land in a scratch folder,
+  // removed when the run ends.
+  if (!mkdtemp(gScratch) || chdir(gScratch) != 0) std::abort();
+  std::atexit([] {
+    ZRLogUtility::setOutputFile(std::nullopt);
+    std::error_code ignored;
+    std::filesystem::remove_all(gScratch, ignored);
+  });
   setNSLogSink([](const std::string&) {});
   return 0;
 }

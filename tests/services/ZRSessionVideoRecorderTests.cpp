@@ -432,9 +432,11 @@ TEST_F(RecorderTest, AnExistingFolderThatRefusesFilesIsNotReportedMissing) {
       EXPECT_EQ(result.error->localizedDescription().find("does not exist"), std::string::npos);
     }
   }
+}
 
-  // A folder inside one that cannot be searched: it exists, but no file can go in. Root passes
-  // every permission check, so the check runs as an unprivileged user in a child process.
+TEST_F(RecorderTest, AFolderInsideOneThatCannotBeSearchedIsNotReportedMissing) {
+  // It exists, but no file can go in. Root passes every permission check, so the check runs as
+  // an unprivileged user in a child process, forked before this test starts any thread.
   const std::filesystem::path locked = folder_ / "locked", inner = locked / "videos";
   std::filesystem::create_directories(inner);
   std::filesystem::permissions(locked, std::filesystem::perms::owner_all);

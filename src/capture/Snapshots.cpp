@@ -1,5 +1,5 @@
 // Snapshots: the raw screen image of a frame, from the key window's view tree or from the layers
-// of every displayable window, with the keyboard placeholder, and the test that picks between them.
+// of every displayable window, with the keyboard box on top, and the test that picks between them.
 // Main thread (the view snapshot also on the thread a hybrid framework's hook replies on).
 
 #include <memory>

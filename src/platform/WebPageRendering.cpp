@@ -55,9 +55,10 @@ void drawElement(CGContextRef c, const WebElement& e, bool parentVisible) {
         shown.clear();
         for (long i = 0; i < n; ++i) shown += "\u2022";
       }
-      const bool placeholder = shown.empty();
-      if (placeholder) shown = e.attribute("placeholder").value_or("");
-      drawText(shown, CGRectInset(box, 8, 0), 16, false, placeholder ? UIColor::colorWithWhite(0.65, 1) : textColor,
+      // An empty field shows its hint text (the HTML attribute of that name) in light grey.
+      const bool showsHint = shown.empty();
+      if (showsHint) shown = e.attribute("placeholder").value_or("");
+      drawText(shown, CGRectInset(box, 8, 0), 16, false, showsHint ? UIColor::colorWithWhite(0.65, 1) : textColor,
                NSTextAlignmentLeft, true);
     } else if (tag == "textarea") {
       CGContextSetFillColorWithColor(c, e.background.value_or(UIColor::whiteColor()).cgColor());

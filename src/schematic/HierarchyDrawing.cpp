@@ -1,5 +1,5 @@
 // Drawing one tree of the screen's description: boxes, clips and rounded masks, texts, images
-// and placeholders, "Sensitive View" covers, children by z-position. Main thread, inside the
+// and image outlines, "Sensitive View" covers, children by z-position. Main thread, inside the
 // renderer's drawing action.
 
 #include <algorithm>

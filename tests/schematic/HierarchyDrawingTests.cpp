@@ -1,5 +1,5 @@
 // Drawing described views: boxes and alpha, order, clips and masks, where texts land,
-// placeholders, attributed texts and text storages of hybrid frameworks.
+// image outlines, attributed texts and text storages of hybrid frameworks.
 
 #include <gtest/gtest.h>
 
@@ -113,7 +113,7 @@ TEST_F(HierarchyDrawingTest, TextBoxesAreCentredVerticallyAndCutToTheLineLimit) 
   EXPECT_GT(all->size.height, 2 * line);
 }
 
-TEST_F(HierarchyDrawingTest, PlaceholdersAlertsAndImages) {
+TEST_F(HierarchyDrawingTest, ImageOutlinesAlertsAndImages) {
   auto noColour = viewAt(CGRectMake(0, 0, 100, 100), HVOpaqueObject{"pattern"});
   noColour.set(Zerva_HS_Key_ImageView, true);
   auto coloured = viewAt(CGRectMake(150, 0, 100, 100), UIColor::blueColor());

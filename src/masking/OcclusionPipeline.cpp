@@ -19,6 +19,17 @@ constexpr long kTextOcclusionType = 1;
 /// The time the second entry gives its records; its caller keeps the frame time apart.
 constexpr double kTextPipelineRecordTime = 3.0;
 
+/// Hands the record to the processor. Without one (a test or tool may take it away) the frame
+/// goes on with no rectangles of its own rather than being lost.
+void askProcessor(const std::shared_ptr<ScreenImageProcessor>& processor, AITextOcclusionData record,
+                  ScreenImageProcessor::Completion answer) {
+  if (processor) {
+    processor->processImage(std::move(record), std::move(answer));
+  } else {
+    answer({});
+  }
+}
+
 }  // namespace
 
 void ZRViewVideoHandler::processImageForOcclusionAndVideoConversion(std::shared_ptr<UIImage> image,
@@ -66,12 +77,10 @@ void ZRViewVideoHandler::processImageForAutoOcclusionAndVideoConversion(std::sha
   dispatch_async(GetMakeVideoFrameQueue(), [self, record = std::move(record), image = std::move(image),
                                             occlusionRects = std::move(occlusionRects),
                                             completion = std::move(completion), frameTime]() mutable {
-    auto processor = self->imageProcessor();
-    if (!processor) return;
     // The processor answers on its own thread; the frame goes on from the serial queue, so that
     // frames are masked and converted one at a time. One that never answers holds its frame.
-    processor->processImage(
-        std::move(record), [image = std::move(image), occlusionRects = std::move(occlusionRects),
+    askProcessor(
+        self->imageProcessor(), std::move(record), [image = std::move(image), occlusionRects = std::move(occlusionRects),
                             completion = std::move(completion), frameTime](std::vector<std::string> found) mutable {
           dispatch_async(GetMakeVideoFrameQueue(), [image = std::move(image),
                                                     occlusionRects = std::move(occlusionRects),
@@ -94,10 +103,8 @@ void ZRViewVideoHandler::addImageToAITextOcclusionPipeline(std::shared_ptr<UIIma
   auto self = std::static_pointer_cast<ZRViewVideoHandler>(shared_from_this());
   dispatch_async(GetMakeVideoFrameQueue(), [self, record = std::move(record), image = std::move(image),
                                             completion = std::move(completion), frameTime]() mutable {
-    auto processor = self->imageProcessor();
-    if (!processor) return;
     // Only the answer's arrival matters here; its rectangles are not used.
-    processor->processImage(std::move(record), [image = std::move(image), completion = std::move(completion),
+    askProcessor(self->imageProcessor(), std::move(record), [image = std::move(image), completion = std::move(completion),
                                                 frameTime](std::vector<std::string>) mutable {
       dispatch_async(GetMakeVideoFrameQueue(), [image = std::move(image), completion = std::move(completion),
                                                 frameTime]() mutable {

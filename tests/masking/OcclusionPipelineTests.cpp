@@ -97,6 +97,15 @@ TEST_F(OcclusionPipelineTest, FoundRectanglesFollowTheCallersWithTheTimeOfTheCal
   EXPECT_TRUE(out[0].onFrameQueue);
 }
 
+TEST_F(OcclusionPipelineTest, WithoutAProcessorFramesGoOnWithTheirOwnRectangles) {
+  handler_->setImageProcessor(nullptr);
+  frame(1.5, image_, {"{{0, 0}, {1, 1}}"});
+  auto out = delivered();
+  ASSERT_EQ(out.size(), 1u);
+  EXPECT_EQ(out[0].rects, (ZRRectStringList{"{{0, 0}, {1, 1}}"}));
+  EXPECT_EQ(out[0].time, 1.5);
+}
+
 TEST_F(OcclusionPipelineTest, RecordCarriesTheAutoOcclusionRuleOfTheVisibleScreens) {
   ZervaHandler::shared()->sessionSettings()->setRecordingQuality(2);
   frame(1, image_);

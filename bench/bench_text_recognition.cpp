@@ -549,7 +549,23 @@ std::string describe(const textsamples::Row& row, textsamples::Ground ground, do
   return buf;
 }
 
-// Argument: capture scale. Every ground, two turns of the set with sizes, weights and row styles
+// The ink's box and the answered rectangles that reach it, for reading what went wrong.
+std::string near(CGRect ink, const std::vector<CGRect>& rects) {
+  auto text = [](CGRect r) {
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "{%.0f,%.0f %.0fx%.0f}", r.origin.x, r.origin.y, r.size.width, r.size.height);
+    return std::string(buf);
+  };
+  std::string out = ": ink " + text(ink) + ", rectangles";
+  for (const auto& r : rects) {
+    if (CGRectIntersectsRect(r, CGRectInset(ink, -4, -4))) out += " " + text(r);
+  }
+  return out;
+}
+
+// Arguments: capture scale, then the whole-frame layout (-1 the default; else as in options()),
+// then the digit confidence (-1 the default).
+// Every ground, two turns of the set with sizes, weights and row styles
 // shifted between turns, grounds and scales.
 void BM_Evaluation(benchmark::State& state) {
   using namespace textsamples;
@@ -557,6 +573,8 @@ void BM_Evaluation(benchmark::State& state) {
   const std::vector<double> sizes{10, 11, 12, 13, 14, 15, 16, 17, 18, 20, 22, 24, 28};
   ScreenImageProcessor::Options o;
   o.reuseUnchangedRows = false;
+  if (state.range(1) >= 0) o.layout = static_cast<ZRTextRecognizer::Layout>(state.range(1));
+  if (state.range(2) >= 0) o.digitConfidence = static_cast<float>(state.range(2));
   ScreenImageProcessor processor(o);
   // Set to a folder to keep each screen as a PNG, for looking at what was missed.
   const char* pngFolder = std::getenv("ZERVA_EVALUATION_PNG_DIR");
@@ -592,7 +610,7 @@ void BM_Evaluation(benchmark::State& state) {
             if (!outcome.sensitive) {
               ++report.ordinaryValues;
               report.valuesTouched += outcome.valueTouched;
-              if (outcome.valueTouched) report.touched.push_back(describe(row, ground, scale));
+              if (outcome.valueTouched) report.touched.push_back(describe(row, ground, scale) + near(outcome.inkBox, rects));
               continue;
             }
             const bool small = row.size < 12, photo = ground == Ground::Photo;
@@ -605,7 +623,7 @@ void BM_Evaluation(benchmark::State& state) {
             report.byScale[std::to_string(static_cast<int>(scale)) + "x"].add(outcome.covered);
             if (!small && !photo) report.large.add(outcome.covered);
             report.all.add(outcome.covered);
-            if (!outcome.covered) report.misses.push_back(describe(row, ground, scale));
+            if (!outcome.covered) report.misses.push_back(describe(row, ground, scale) + near(outcome.inkBox, rects));
           }
         }
       }
@@ -616,13 +634,17 @@ void BM_Evaluation(benchmark::State& state) {
   state.counters["ordinary_touched"] = report.valuesTouched;
   state.counters["labels_touched"] = report.labelsTouched;
   state.counters["screens"] = report.screens;
-  report.print(("Evaluation at capture scale " + std::to_string(static_cast<int>(scale))).c_str());
-  gEvaluationTotal.add(report);
+  std::string title = "Evaluation at capture scale " + std::to_string(static_cast<int>(scale));
+  if (state.range(1) >= 0) title += ", whole-frame layout " + std::to_string(state.range(1));
+  if (state.range(2) >= 0) title += ", digit confidence " + std::to_string(state.range(2));
+  report.print(title.c_str());
+  if (state.range(1) < 0 && state.range(2) < 0) gEvaluationTotal.add(report);
 }
-BENCHMARK(BM_Evaluation)->Arg(1)->Arg(2)->Arg(3)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(BM_Evaluation)->Args({1, -1, -1})->Args({2, -1, -1})->Args({3, -1, -1})->Args({2, 2, -1})->Args({2, 3, -1})
+    ->Args({1, -1, 0})->Args({2, -1, 0})->Args({3, -1, 0})->Args({2, -1, 50})->Unit(benchmark::kMillisecond)->Iterations(1);
 
 // What the speed-ups cost in words found: the typical screen's words that come back exactly.
-// Arguments: pixels per point x100, then 1 to turn light-on-dark text dark-on-light first.
+// Arguments: pixels per point x100, then 1 to prepare the copy as text on white first.
 void BM_Words(benchmark::State& state) {
   const Page page = accountScreen("blue", 41);
   const auto image = draw(page);
@@ -639,7 +661,7 @@ void BM_Words(benchmark::State& state) {
   std::vector<ZRRecognizedLine> lines;
   for (auto _ : state) {
     auto grey = ZRGreyImage::fromImage(*image, ppp);
-    if (state.range(1)) grey = grey.withDarkTextOnLight(static_cast<int>(12 * ppp + 0.5));
+    if (state.range(1)) grey = grey.withTextOnWhite();
     lines = engine->recognize(grey, {0, 0, grey.width(), grey.height()}, ZRTextRecognizer::Layout::Auto);
   }
   std::vector<std::string> found;
@@ -668,25 +690,29 @@ void BM_EngineCreation(benchmark::State& state) {
 }
 BENCHMARK(BM_EngineCreation)->Unit(benchmark::kMillisecond)->Iterations(5);
 
-// The fixed work of every frame before the engine: grey copy at 1 pixel per point, polarity.
+// The fixed work of a frame that reads before the engine: grey copy at 1 pixel per point, then
+// prepared as text on white. Arguments: capture scale, then 0 for the whole frame or 1 for one
+// band of 30 rows.
 void BM_GreyCopy(benchmark::State& state) {
-  const auto image = draw(accountScreen("blue", 41));
+  const auto image = draw(accountScreen("blue", 41), static_cast<double>(state.range(0)));
+  const std::vector<ZRGreyImage::RowRange> rows =
+      state.range(1) ? std::vector<ZRGreyImage::RowRange>{{395, 425}} : std::vector<ZRGreyImage::RowRange>{{0, 844}};
   for (auto _ : state) {
-    const auto grey = ZRGreyImage::fromImage(*image, 1.0).withDarkTextOnLight(12);
+    const auto grey = ZRGreyImage::fromImage(*image, 1.0, rows).withTextOnWhite(rows);
     benchmark::DoNotOptimize(grey.data());
   }
 }
-BENCHMARK(BM_GreyCopy)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GreyCopy)->Args({1, 0})->Args({3, 0})->Args({1, 1})->Args({3, 1})->Unit(benchmark::kMillisecond);
 
-// The other fixed work of every recognised frame: row hashes of the capture (800 x 1688 pixels).
+// The other fixed work of every type-1 frame: row hashes of the capture. Argument: capture scale.
 void BM_FrameRows(benchmark::State& state) {
-  const auto image = draw(accountScreen("blue", 41));
+  const auto image = draw(accountScreen("blue", 41), static_cast<double>(state.range(0)));
   for (auto _ : state) {
     const ZRFrameRows rows(*image);
     benchmark::DoNotOptimize(rows.height());
   }
 }
-BENCHMARK(BM_FrameRows)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FrameRows)->Arg(1)->Arg(2)->Arg(3)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace zerva

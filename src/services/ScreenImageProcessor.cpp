@@ -27,8 +27,6 @@ constexpr const char* kLogPrefix = "[Zerva: Screen Recording] ";
 constexpr double kBandPaddingPoints = 8;
 // Above this share of rows to read, one pass over the whole frame is cheaper than bands.
 constexpr double kWholeFrameShare = 0.5;
-// Square reach, in points, over which the ground of light-on-dark text is judged.
-constexpr double kPolarityRadiusPoints = 12;
 
 void logUserLine(const std::string& line) {
   if (ZRLogUtility::isIntegrationLoggingEnabled()) NSLog(kLogPrefix + line);
@@ -233,9 +231,11 @@ std::vector<ZRRecognizedLine> ScreenImageProcessor::Worker::recognize(ZRTextReco
     ++reusedFrames;
   } else {
     ++recognizedFrames;
-    const ZRGreyImage grey = ZRGreyImage::fromImage(image, ppp);
-    const int radius = std::max(2, static_cast<int>(kPolarityRadiusPoints * ppp + 0.5));
-    const ZRGreyImage readable = grey.withDarkTextOnLight(radius);
+    // Only the bands' rows are converted and prepared: a frame where one line changed costs one
+    // line's worth.
+    std::vector<ZRGreyImage::RowRange> rowsToConvert;
+    for (const auto& band : bands) rowsToConvert.push_back({band.top, band.bottom});
+    const ZRGreyImage readable = ZRGreyImage::fromImage(image, ppp, rowsToConvert).withTextOnWhite(rowsToConvert);
     for (const auto& band : bands) {
       auto found = engine.recognize(readable, band, band == whole ? options.layout : options.bandLayout);
       ++recognitions;
@@ -265,15 +265,25 @@ std::vector<std::string> ScreenImageProcessor::Worker::process(const AITextOcclu
   const double toPointsY = size.height / ZRGreyImage::scaledSide(size.height, options.pixelsPerPoint);
   const auto lines = recognize(*recognizer, *image);
 
-  const ZRSensitiveTextMatcher matcher(record.customWords().value_or(std::vector<std::string>{}));
+  const ZRSensitiveTextMatcher matcher(record.customWords().value_or(std::vector<std::string>{}),
+                                       options.digitConfidence);
   const CGRect bounds = CGRectMake(0, 0, size.width, size.height);
   const double m = options.marginPoints;
   std::vector<std::string> rects;
-  std::vector<std::string> texts;
+  std::vector<ZRSensitiveTextMatcher::Word> words;
   for (const auto& line : lines) {
-    texts.clear();
-    for (const auto& word : line.words) texts.push_back(word.text);
-    for (const auto& run : matcher.matchesInWords(texts)) {
+    // Gaps in heights of the line's tallest word (about an em): the matcher tells a split word
+    // from a space by them.
+    int height = 1;
+    for (const auto& word : line.words) height = std::max(height, word.box.height());
+    words.clear();
+    for (std::size_t w = 0; w < line.words.size(); ++w) {
+      const auto& word = line.words[w];
+      const float gap = w == 0 ? ZRSensitiveTextMatcher::kSpaceGap
+                               : static_cast<float>(word.box.left - line.words[w - 1].box.right) / height;
+      words.push_back({word.text, word.confidence, gap});
+    }
+    for (const auto& run : matcher.matchesInWords(words)) {
       ZRPixelBox box = line.words[run.firstWord].box;
       for (std::size_t w = run.firstWord + 1; w <= run.lastWord; ++w) {
         const auto& b = line.words[w].box;

@@ -26,6 +26,7 @@
 
 #include "platform/DispatchQueue.h"
 #include "services/AITextOcclusionData.h"
+#include "services/ZRSensitiveTextMatcher.h"
 #include "services/ZRTextRecognizer.h"
 
 namespace zerva {
@@ -46,6 +47,9 @@ class ScreenImageProcessor {
     ZRTextRecognizer::Layout bandLayout = ZRTextRecognizer::Layout::SingleBlock;
     /// Added around each word's box, in points.
     double marginPoints = 3.0;
+    /// Phone numbers and digit runs count only in words the engine read at least this
+    /// confidently (0-100), so that misread dates and order numbers do not turn into them.
+    float digitConfidence = ZRSensitiveTextMatcher::kDigitConfidence;
   };
 
   /// Counters since the processor was made; for tests, benchmarks and diagnostics.

@@ -4,11 +4,17 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
+#include <vector>
 
+#include <leptonica/allheaders.h>
 #include <tesseract/baseapi.h>
 #include <tesseract/resultiterator.h>
 
+#include <mutex>
+
 #include "services/ZRGreyImage.h"
+#include "services/ZRLogUtility.h"
 
 namespace zerva {
 
@@ -23,14 +29,144 @@ constexpr const char* kErrorDomain = "ZRTextRecognition";
 // The engine estimates text size limits from the resolution; a point is taken as 1/144 inch,
 // near a phone's physical size, so one pixel per point reads as 144 dpi.
 constexpr double kDotsPerInchAtOnePixelPerPoint = 144.0;
+// A space between digits is at least this share of the word's height (digits: the cap height).
+constexpr double kDigitSpaceShareOfHeight = 0.45;
+// Gaps between the letters of a word are at most this share of its box's height (a space is
+// about three times as wide).
+constexpr double kLetterGapShareOfHeight = 0.12;
+// Two lines are halves of one when they share more than this share of their rows and the gap
+// between them is at most this share of their height.
+constexpr double kCutLineSharedRows = 0.6;
+constexpr double kCutLineGapShareOfHeight = 0.6;
 
 tesseract::PageSegMode pageSegMode(ZRTextRecognizer::Layout layout) {
   switch (layout) {
     case ZRTextRecognizer::Layout::Auto: return tesseract::PSM_AUTO;
     case ZRTextRecognizer::Layout::SingleBlock: return tesseract::PSM_SINGLE_BLOCK;
     case ZRTextRecognizer::Layout::Sparse: return tesseract::PSM_SPARSE_TEXT;
+    case ZRTextRecognizer::Layout::SingleColumn: return tesseract::PSM_SINGLE_COLUMN;
   }
   return tesseract::PSM_AUTO;
+}
+
+struct Symbol {
+  std::string text;
+  ZRPixelBox box;
+};
+
+bool isDigitSymbol(const Symbol& s) { return s.text.size() == 1 && s.text[0] >= '0' && s.text[0] <= '9'; }
+
+// The engine reads the groups of some numbers as one word ("4111 1111" as "41111111": the
+// space is hard to tell from the wide margins of a 1), which would make a long digit run of an
+// ordinary number. Its characters' boxes show the space: a gap between two digits much wider
+// than the others and a good part of the word's height splits the word there.
+std::vector<ZRRecognizedWord> splitAtDigitSpaces(ZRRecognizedWord word, const std::vector<Symbol>& symbols) {
+  std::vector<ZRRecognizedWord> out;
+  std::string joined;
+  for (const auto& s : symbols) joined += s.text;
+  if (symbols.size() < 4 || joined != word.text) {
+    out.push_back(std::move(word));
+    return out;
+  }
+  std::vector<int> gaps;
+  for (std::size_t i = 1; i < symbols.size(); ++i) gaps.push_back(symbols[i].box.left - symbols[i - 1].box.right);
+  std::vector<int> sorted = gaps;
+  std::nth_element(sorted.begin(), sorted.begin() + sorted.size() / 2, sorted.end());
+  const int median = std::max(1, sorted[sorted.size() / 2]);
+  const double minimum = std::max(1.8 * median, kDigitSpaceShareOfHeight * word.box.height());
+  std::size_t begin = 0;
+  auto emit = [&](std::size_t end) {
+    ZRRecognizedWord piece;
+    piece.confidence = word.confidence;
+    piece.box = symbols[begin].box;
+    for (std::size_t i = begin; i < end; ++i) {
+      piece.text += symbols[i].text;
+      const auto& b = symbols[i].box;
+      piece.box = {std::min(piece.box.left, b.left), std::min(piece.box.top, b.top), std::max(piece.box.right, b.right),
+                   std::max(piece.box.bottom, b.bottom)};
+    }
+    out.push_back(std::move(piece));
+    begin = end;
+  };
+  for (std::size_t i = 1; i < symbols.size(); ++i) {
+    if (gaps[i - 1] >= minimum && isDigitSymbol(symbols[i - 1]) && isDigitSymbol(symbols[i])) emit(i);
+  }
+  if (begin == 0) {
+    out.push_back(std::move(word));
+    return out;
+  }
+  emit(symbols.size());
+  return out;
+}
+
+// The engine's word boxes come from its network's character positions and can fall a few pixels
+// inside the ink at a word's ends, or leave out a first or last glyph. Each end moves out over
+// the ink beyond it, across gaps no wider than between letters, by at most the box's height.
+void snapToInk(const ZRGreyImage& image, ZRPixelBox& box) {
+  constexpr std::uint8_t kInk = 160;
+  auto columnHasInk = [&](int x) {
+    for (int y = std::max(0, box.top); y < std::min(image.height(), box.bottom); ++y) {
+      if (image.at(x, y) < kInk) return true;
+    }
+    return false;
+  };
+  const int reach = std::max(1, box.height());
+  const int letterGap = std::max(1, static_cast<int>(std::lround(kLetterGapShareOfHeight * box.height())));
+  const int left = box.left, right = box.right;
+  int blank = 0;
+  for (int x = left - 1; x >= std::max(0, left - reach); --x) {
+    if (columnHasInk(x)) box.left = x, blank = 0;
+    else if (++blank > letterGap) break;
+  }
+  blank = 0;
+  for (int x = right; x < std::min(image.width(), right + reach); ++x) {
+    if (columnHasInk(x)) box.right = x + 1, blank = 0;
+    else if (++blank > letterGap) break;
+  }
+}
+
+// The layout analysis may cut a line of text in two where other lines happen to line up (a
+// column it believes it found), and then reads the halves as lines of their own, which would
+// split an address or a number between them. Lines that share most of their rows and stand
+// side by side, closer than about half their height, are one line again.
+void joinCutLines(std::vector<ZRRecognizedLine>& lines) {
+  auto sharesRows = [](const ZRPixelBox& a, const ZRPixelBox& b) {
+    const int shared = std::min(a.bottom, b.bottom) - std::max(a.top, b.top);
+    return shared > kCutLineSharedRows * std::min(a.height(), b.height());
+  };
+  for (bool joined = true; joined;) {
+    joined = false;
+    for (std::size_t i = 0; i < lines.size() && !joined; ++i) {
+      for (std::size_t j = 0; j < lines.size() && !joined; ++j) {
+        ZRRecognizedLine& a = lines[i];
+        const ZRRecognizedLine& b = lines[j];
+        const int height = std::max(a.box.height(), b.box.height());
+        const int gap = b.box.left - a.box.right;
+        if (i == j || !sharesRows(a.box, b.box) || gap > kCutLineGapShareOfHeight * height || gap < -height / 2 ||
+            b.box.left < a.box.left) {
+          continue;
+        }
+        a.words.insert(a.words.end(), b.words.begin(), b.words.end());
+        a.box = {std::min(a.box.left, b.box.left), std::min(a.box.top, b.box.top), std::max(a.box.right, b.box.right),
+                 std::max(a.box.bottom, b.box.bottom)};
+        lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(j));
+        joined = true;
+      }
+    }
+  }
+}
+
+// The image library under the engine prints its warnings and errors to the app's standard error;
+// they go to the log instead.
+void logLibraryMessage(const char* message) {
+  std::string text = message ? message : "";
+  while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+  ZRLogUtility::addInternalVerboseTag("TextRecognitionLibraryMessage", {{"message", text}});
+}
+
+void routeLibraryMessages() {
+  static std::once_flag once;
+  std::call_once(once, [] { leptSetStderrHandler(logLibraryMessage); });
 }
 
 }  // namespace
@@ -50,6 +186,7 @@ void ZRTextRecognizer::limitEngineThreads() {
 
 std::unique_ptr<ZRTextRecognizer> ZRTextRecognizer::create(const std::string& languages, NSErrorOrNil* error) {
   limitEngineThreads();
+  routeLibraryMessages();
   auto engine = std::make_unique<Engine>();
   // The engine's diagnostics would go to standard error on every page; the caller logs instead.
   std::vector<std::string> names{"debug_file"}, values{"/dev/null"};
@@ -59,8 +196,9 @@ std::unique_ptr<ZRTextRecognizer> ZRTextRecognizer::create(const std::string& la
     }
     return nullptr;
   }
-  // Light-on-dark text is turned dark-on-light beforehand (ZRGreyImage), so the engine's own
-  // second pass over inverted lines would only cost time.
+  // The copy it reads is already black text on white, whatever the screen's colours
+  // (ZRGreyImage::withTextOnWhite), so the engine's own second pass over inverted lines would
+  // only cost time.
   engine->api.SetVariable("tessedit_do_invert", "0");
   return std::unique_ptr<ZRTextRecognizer>(new ZRTextRecognizer(std::move(engine), languages));
 }
@@ -98,6 +236,7 @@ std::vector<ZRRecognizedLine> ZRTextRecognizer::recognize(const ZRGreyImage& ima
   std::unique_ptr<tesseract::ResultIterator> it(api.GetIterator());
   if (!it) return lines;
   constexpr auto kWord = tesseract::RIL_WORD;
+  std::vector<Symbol> symbols;
   do {
     if (lines.empty() || it->IsAtBeginningOf(tesseract::RIL_TEXTLINE)) {
       if (lines.empty() || !lines.back().words.empty()) lines.emplace_back();
@@ -111,16 +250,30 @@ std::vector<ZRRecognizedLine> ZRTextRecognizer::recognize(const ZRGreyImage& ima
     word.box.top += top;
     word.box.bottom += top;
     word.confidence = it->Confidence(kWord);
+    // The word's characters, to split it where digits stand a space apart.
+    symbols.clear();
+    do {
+      std::unique_ptr<char[]> symbol(it->GetUTF8Text(tesseract::RIL_SYMBOL));
+      Symbol& s = symbols.emplace_back();
+      if (symbol) s.text = symbol.get();
+      it->BoundingBox(tesseract::RIL_SYMBOL, &s.box.left, &s.box.top, &s.box.right, &s.box.bottom);
+      s.box.top += top;
+      s.box.bottom += top;
+    } while (!it->IsAtFinalElement(kWord, tesseract::RIL_SYMBOL) && it->Next(tesseract::RIL_SYMBOL));
     auto& line = lines.back();
-    if (line.words.empty()) {
-      line.box = word.box;
-    } else {
-      line.box = {std::min(line.box.left, word.box.left), std::min(line.box.top, word.box.top),
-                  std::max(line.box.right, word.box.right), std::max(line.box.bottom, word.box.bottom)};
+    for (auto& piece : splitAtDigitSpaces(std::move(word), symbols)) {
+      snapToInk(image, piece.box);
+      if (line.words.empty()) {
+        line.box = piece.box;
+      } else {
+        line.box = {std::min(line.box.left, piece.box.left), std::min(line.box.top, piece.box.top),
+                    std::max(line.box.right, piece.box.right), std::max(line.box.bottom, piece.box.bottom)};
+      }
+      line.words.push_back(std::move(piece));
     }
-    line.words.push_back(std::move(word));
   } while (it->Next(kWord));
   std::erase_if(lines, [](const ZRRecognizedLine& line) { return line.words.empty(); });
+  joinCutLines(lines);
   return lines;
 }
 

@@ -275,7 +275,9 @@ inline std::vector<Screen> layoutScreens(Ground ground, const std::vector<Sample
     while (row.size > 10 && widthOf(row.style) > room) row.size -= 1;
     const double lh = lineHeight(row.size, row.bold);
     const double padY = hasBars(ground) ? 0.45 * row.size : 0;
-    const double contentHeight = row.style == RowStyle::Stacked ? 2 * lh + 0.25 * row.size : lh;
+    // Stacked over a bar, the label stands above the bar, clear of it.
+    const double valueDrop = lh + 0.25 * row.size + padY;
+    const double contentHeight = row.style == RowStyle::Stacked ? valueDrop + lh : lh;
     const double height = std::max(contentHeight + 2 * padY, photos ? photoSide : 0.0);
     if (y + height > bottom) {
       screens.push_back(Screen{ground, {}, CGRectNull, variant * 100 + static_cast<int>(screens.size())});
@@ -299,7 +301,7 @@ inline std::vector<Screen> layoutScreens(Ground ground, const std::vector<Sample
       }
       case RowStyle::Stacked:
         row.labelRect = CGRectMake(x, top, textWidth(row.sample.label, row.size, row.bold), lh);
-        row.valueRect = CGRectMake(x, top + lh + 0.25 * row.size, textWidth(row.sample.value, row.size, row.bold), lh);
+        row.valueRect = CGRectMake(x, top + valueDrop, textWidth(row.sample.value, row.size, row.bold), lh);
         break;
     }
     if (hasBars(ground)) {
@@ -443,6 +445,7 @@ struct RowOutcome {
   bool covered = false;
   bool valueTouched = false;  // ordinary values only
   bool labelTouched = false;
+  CGRect inkBox = CGRectNull;  // of the sensitive part, or of the ordinary value
 };
 
 // Where the bytes [begin, end) of a one-line string fall, in points from its left edge.
@@ -475,9 +478,13 @@ inline std::vector<RowOutcome> judge(const Screen& screen, const UIImage& drawn,
       return inkOf(drawn, grounds, area);
     };
     if (o.sensitive) {
-      o.covered = allCovered(part(hiddenAt, hiddenAt + hidden.size()), rects, s);
+      const Ink ink = part(hiddenAt, hiddenAt + hidden.size());
+      o.covered = allCovered(ink, rects, s);
+      o.inkBox = ink.box;
     } else {
-      o.valueTouched = touches(part(valueAt, text.size()), rects);
+      const Ink ink = part(valueAt, text.size());
+      o.valueTouched = touches(ink, rects);
+      o.inkBox = ink.box;
     }
     const Ink label = isInline ? part(0, row.sample.label.size() + 1) : inkOf(drawn, grounds, row.labelRect);
     o.labelTouched = touches(label, rects);

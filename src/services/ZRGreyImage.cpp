@@ -1,7 +1,9 @@
 #include "services/ZRGreyImage.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <numeric>
 
 #include "platform/UIImage.h"
@@ -131,17 +133,15 @@ ZRGreyImage ZRGreyImage::fromImage(const UIImage& image, double pixelsPerPoint, 
 
 namespace {
 
-// Neighbouring pixels this close in tone belong to one ground, so smooth shading is one ground.
+// Neighbouring pixels this close in tone are one area, so that smooth shading is one ground.
 constexpr int kGroundTolerance = 2;
-// How deep, in points, a ground reaches at its deepest (the distance from there to anything of
-// another tone): more than half the stroke of any glyph up to about 40 points bold, and less
-// than the margin a button or badge leaves around its text. (Smaller badges read as ink
-// around their text.)
+// How far, in points, a pixel must be from any change of tone to be deep inside a ground: more
+// than half the stroke of any glyph up to about 40 points bold, and less than the margin a
+// button or badge leaves around its text. (Smaller badges read as ink around their text.)
 constexpr double kGroundDepth = 3.5;
 // A piece of ink is a picture when it holds a patch (this many points square) of pixels farther
-// than this from anything of a ground's tone: text has ground-toned pixels between its strokes
-// (counters, gaps between letters, even where they are too small to be grounds themselves), a
-// photograph has none inside.
+// than this from anything of its ground's tone: text has ground-toned pixels between its
+// strokes (counters, gaps between letters), a photograph has none inside.
 constexpr double kPictureDistance = 5;
 // Reach, in pixels, within which two grounds of different tone make a rim, not ink.
 constexpr int kRimReach = 2;
@@ -149,12 +149,16 @@ constexpr int kRimReach = 2;
 // second, so faint specks stay faint.
 constexpr int kInkFloor = 12;
 constexpr int kStretchFloor = 40;
-// Chamfer steps: a side and a diagonal.
-constexpr std::uint16_t kSide = 3, kDiagonal = 4, kFar = 0xFFFF;
+// Chamfer steps (a side, a diagonal), and "not reached": high enough to stand out, low enough
+// that adding a step cannot overflow.
+constexpr std::uint32_t kSide = 3, kDiagonal = 4, kFar = 0xF0000000u;
 
 struct DisjointSets {
   std::vector<int> parent;
-  explicit DisjointSets(std::size_t n) : parent(n) { std::iota(parent.begin(), parent.end(), 0); }
+  void reset(std::size_t n) {
+    parent.resize(n);
+    std::iota(parent.begin(), parent.end(), 0);
+  }
   int find(int i) {
     while (parent[i] != i) {
       parent[i] = parent[parent[i]];
@@ -169,116 +173,192 @@ struct DisjointSets {
   }
 };
 
-// Chamfer distances, in place: pixels at 0 are the sources, the others kFar until reached.
-// `reached(i, j)` is told when pixel i takes its distance through pixel j.
-template <typename Reached>
-void chamfer(std::vector<std::uint16_t>& distance, int w, int h, Reached reached) {
-  auto relax = [&](int i, int j, std::uint16_t step) {
-    if (distance[j] != kFar && distance[j] + step < distance[i]) {
-      distance[i] = static_cast<std::uint16_t>(distance[j] + step);
-      reached(i, j);
-    }
+// Chamfer distances over a w x h grid, in place. Each value is a distance shifted left by
+// `shift` bits, the bits below free to carry something of the source (a tone): the smallest
+// value wins, so the nearest source's bits come along. Sources hold their distance 0; the others
+// start at kFar. Each pass takes the row above or below first, several independent pixels at a
+// time (vector instructions), then runs along the row.
+using Lanes = std::uint32_t __attribute__((vector_size(16)));
+
+Lanes lanesAt(const std::uint32_t* p) {
+  Lanes v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+Lanes minimum(Lanes a, Lanes b) { return a < b ? a : b; }
+
+void fromNeighbourRow(std::uint32_t* row, const std::uint32_t* other, int w, std::uint32_t side,
+                      std::uint32_t diagonal) {
+  auto at = [&](int x) {
+    const std::uint32_t left = x > 0 ? other[x - 1] : kFar, right = x + 1 < w ? other[x + 1] : kFar;
+    row[x] = std::min(row[x], std::min(other[x] + side, std::min(left, right) + diagonal));
   };
+  if (w < 2) {
+    if (w == 1) at(0);
+    return;
+  }
+  at(0);
+  int x = 1;
+  constexpr int kLanes = sizeof(Lanes) / sizeof(std::uint32_t);
+  for (; x + kLanes <= w - 1; x += kLanes) {
+    const Lanes o = lanesAt(other + x), left = lanesAt(other + x - 1), right = lanesAt(other + x + 1);
+    const Lanes r = minimum(lanesAt(row + x), minimum(o + side, minimum(left, right) + diagonal));
+    std::memcpy(row + x, &r, sizeof r);
+  }
+  for (; x < w; ++x) at(x);
+}
+
+void chamfer(std::uint32_t* d, int w, int h, int shift) {
+  const std::uint32_t side = kSide << shift, diagonal = kDiagonal << shift;
   for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      const int i = y * w + x;
-      if (distance[i] == 0) continue;
-      if (x > 0) relax(i, i - 1, kSide);
-      if (y > 0) {
-        relax(i, i - w, kSide);
-        if (x > 0) relax(i, i - w - 1, kDiagonal);
-        if (x + 1 < w) relax(i, i - w + 1, kDiagonal);
-      }
-    }
+    std::uint32_t* row = d + static_cast<std::size_t>(y) * w;
+    if (y > 0) fromNeighbourRow(row, row - w, w, side, diagonal);
+    for (int x = 1; x < w; ++x) row[x] = std::min(row[x], row[x - 1] + side);
   }
   for (int y = h - 1; y >= 0; --y) {
-    for (int x = w - 1; x >= 0; --x) {
-      const int i = y * w + x;
-      if (distance[i] == 0) continue;
-      if (x + 1 < w) relax(i, i + 1, kSide);
-      if (y + 1 < h) {
-        relax(i, i + w, kSide);
-        if (x + 1 < w) relax(i, i + w + 1, kDiagonal);
-        if (x > 0) relax(i, i + w - 1, kDiagonal);
-      }
-    }
+    std::uint32_t* row = d + static_cast<std::size_t>(y) * w;
+    if (y + 1 < h) fromNeighbourRow(row, row + w, w, side, diagonal);
+    for (int x = w - 2; x >= 0; --x) row[x] = std::min(row[x], row[x + 1] + side);
   }
 }
 
+// Working memory of the preparation, kept by each thread that prepares (the text processor's
+// worker), so that a frame does not fault in fresh pages.
+struct Run {
+  int begin, end;  // [begin, end) of a row
+};
+
+struct Scratch {
+  std::vector<std::uint32_t> distance;
+  std::vector<Run> runs;
+  std::vector<std::size_t> rowStart;  // per row, its first run
+  DisjointSets areas;                 // of runs
+  std::vector<std::uint8_t> deepArea; // per area's root
+  std::vector<std::uint8_t> ink;
+  std::vector<std::uint8_t> grounded;  // 1 where a pixel is ground
+  DisjointSets pieces;
+  std::vector<std::uint8_t> strongest;
+  std::vector<int> far;
+  std::vector<std::array<int, 4>> extent;  // left, right, top, bottom (included)
+};
+
 void textOnWhite(const ZRGreyImage& in, ZRGreyImage::RowRange range, ZRGreyImage& out) {
+  thread_local Scratch scratch;
   const int w = in.width(), h = range.bottom - range.top;
   const std::size_t n = static_cast<std::size_t>(w) * h;
   const std::uint8_t* p = in.row(range.top);  // rows are contiguous
   const double ppp = in.pixelsPerPoint();
+  auto& d = scratch.distance;
+  d.assign(n, 0);
 
-  // Grounds: connected areas of one tone (within the tolerance), large enough.
-  DisjointSets sets(n);
+  // How deep each pixel lies inside an area of one tone: its distance to the nearest change of
+  // tone (the band's own edges are none: its grounds go on beyond them).
   for (int y = 0; y < h; ++y) {
     for (int x = 0; x < w; ++x) {
-      const int i = y * w + x;
-      if (x > 0 && std::abs(p[i] - p[i - 1]) <= kGroundTolerance) sets.unite(i, i - 1);
-      if (y > 0 && std::abs(p[i] - p[i - w]) <= kGroundTolerance) sets.unite(i, i - w);
+      const std::size_t i = static_cast<std::size_t>(y) * w + x;
+      const int v = p[i];
+      const bool edge = (x > 0 && std::abs(v - p[i - 1]) > kGroundTolerance) ||
+                        (x + 1 < w && std::abs(v - p[i + 1]) > kGroundTolerance) ||
+                        (y > 0 && std::abs(v - p[i - w]) > kGroundTolerance) ||
+                        (y + 1 < h && std::abs(v - p[i + w]) > kGroundTolerance);
+      d[i] = edge ? 0 : kFar;
     }
   }
-  // How deep each area reaches: the chamfer distance of each pixel to the nearest change of
-  // tone (the band's own edges are none: its grounds go on beyond them).
-  std::vector<std::uint16_t> distance(n, kFar);
+  chamfer(d.data(), w, h, 0);
+
+  // Areas: runs of one tone along each row, joined where runs of neighbouring rows touch in
+  // tone. An area that lies deep enough somewhere is a ground.
+  auto& runs = scratch.runs;
+  auto& rowStart = scratch.rowStart;
+  runs.clear();
+  rowStart.assign(static_cast<std::size_t>(h) + 1, 0);
   for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      const int i = y * w + x;
-      auto differs = [&](int j) { return std::abs(p[i] - p[j]) > kGroundTolerance; };
-      if ((x > 0 && differs(i - 1)) || (x + 1 < w && differs(i + 1)) || (y > 0 && differs(i - w)) ||
-          (y + 1 < h && differs(i + w))) {
-        distance[i] = 0;
+    rowStart[y] = runs.size();
+    const std::uint8_t* row = p + static_cast<std::size_t>(y) * w;
+    int begin = 0;
+    for (int x = 1; x <= w; ++x) {
+      if (x == w || std::abs(row[x] - row[x - 1]) > kGroundTolerance) {
+        runs.push_back({begin, x});
+        begin = x;
       }
     }
   }
-  chamfer(distance, w, h, [](int, int) {});
-  std::vector<std::uint16_t> depth(n, 0);
-  for (std::size_t i = 0; i < n; ++i) {
-    const int r = sets.parent[i] = sets.find(static_cast<int>(i));
-    depth[r] = std::max(depth[r], distance[i]);
+  rowStart[h] = runs.size();
+  auto& areas = scratch.areas;
+  areas.reset(runs.size());
+  for (int y = 1; y < h; ++y) {
+    const std::uint8_t* row = p + static_cast<std::size_t>(y) * w;
+    const std::uint8_t* above = row - w;
+    std::size_t a = rowStart[y - 1], b = rowStart[y];
+    while (a < rowStart[y] && b < rowStart[y + 1]) {
+      const int lo = std::max(runs[a].begin, runs[b].begin), hi = std::min(runs[a].end, runs[b].end);
+      for (int x = lo; x < hi; ++x) {
+        if (std::abs(row[x] - above[x]) <= kGroundTolerance) {
+          areas.unite(static_cast<int>(a), static_cast<int>(b));
+          break;
+        }
+      }
+      if (runs[a].end < runs[b].end) ++a;
+      else ++b;
+    }
   }
-  const int groundDepth = static_cast<int>(kGroundDepth * ppp * kSide);
-  std::vector<std::uint8_t> ground(n);
-  for (std::size_t i = 0; i < n; ++i) ground[i] = depth[sets.parent[i]] >= groundDepth;
+  const std::uint32_t depth = static_cast<std::uint32_t>(kGroundDepth * ppp * kSide);
+  auto& deepArea = scratch.deepArea;
+  deepArea.assign(runs.size(), 0);
+  for (int y = 0; y < h; ++y) {
+    const std::uint32_t* row = d.data() + static_cast<std::size_t>(y) * w;
+    for (std::size_t r = rowStart[y]; r < rowStart[y + 1]; ++r) {
+      if (std::any_of(row + runs[r].begin, row + runs[r].end, [&](std::uint32_t v) { return v >= depth; })) {
+        deepArea[areas.find(static_cast<int>(r))] = 1;
+      }
+    }
+  }
 
-  // The nearest ground of every pixel (chamfer distance) and its tone.
-  std::vector<std::uint8_t> tone(n, 255);
-  for (std::size_t i = 0; i < n; ++i) {
-    distance[i] = ground[i] ? 0 : kFar;
-    if (ground[i]) tone[i] = p[i];
+  // Grounds, and the tone of every pixel's nearest ground.
+  auto& grounded = scratch.grounded;
+  grounded.assign(n, 0);
+  bool anyGround = false;
+  for (int y = 0; y < h; ++y) {
+    for (std::size_t r = rowStart[y]; r < rowStart[y + 1]; ++r) {
+      if (!deepArea[areas.find(static_cast<int>(r))]) continue;
+      anyGround = true;
+      std::fill(grounded.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(y) * w + runs[r].begin),
+                grounded.begin() + static_cast<std::ptrdiff_t>(static_cast<std::size_t>(y) * w + runs[r].end), 1);
+    }
   }
-  chamfer(distance, w, h, [&](int i, int j) { tone[i] = tone[j]; });
+  if (!anyGround) return;  // no ground at all: a picture, or nothing; it stays white
+  constexpr int kToneBits = 8;
+  for (std::size_t i = 0; i < n; ++i) d[i] = grounded[i] ? p[i] : kFar;
+  chamfer(d.data(), w, h, kToneBits);
 
   // Ink: how far a pixel is from its ground's tone; none on the rim between two grounds.
-  std::vector<std::uint8_t> ink(n, 0);
+  auto& ink = scratch.ink;
+  ink.assign(n, 0);
+  const std::uint32_t rimDistance = static_cast<std::uint32_t>(kRimReach) * kDiagonal;
   for (int y = 0; y < h; ++y) {
     for (int x = 0; x < w; ++x) {
-      const int i = y * w + x;
-      if (ground[i] || distance[i] == kFar) continue;
-      const int v = p[i];
-      if (distance[i] <= kRimReach * kSide) {
-        int lo = 255, hi = 0;
+      const std::size_t i = static_cast<std::size_t>(y) * w + x;
+      if (grounded[i]) continue;
+      const int v = p[i], tone = static_cast<int>(d[i] & 0xFF);
+      if ((d[i] >> kToneBits) <= rimDistance) {
+        int lo = tone, hi = tone;
         for (int dy = std::max(-kRimReach, -y); dy <= std::min(kRimReach, h - 1 - y); ++dy) {
           for (int dx = std::max(-kRimReach, -x); dx <= std::min(kRimReach, w - 1 - x); ++dx) {
-            const int j = i + dy * w + dx;
-            if (ground[j]) lo = std::min<int>(lo, p[j]), hi = std::max<int>(hi, p[j]);
+            const std::size_t j = i + static_cast<std::ptrdiff_t>(dy) * w + dx;
+            if (grounded[j]) lo = std::min<int>(lo, p[j]), hi = std::max<int>(hi, p[j]);
           }
         }
         if (hi - lo > 4 * kGroundTolerance && lo <= v && v <= hi) continue;
       }
-      ink[i] = static_cast<std::uint8_t>(std::abs(v - tone[i]));
+      ink[i] = static_cast<std::uint8_t>(std::abs(v - tone));
     }
   }
 
-  // How far each pixel of ink is from the nearest pixel that is not.
-  for (std::size_t i = 0; i < n; ++i) distance[i] = ink[i] < kInkFloor ? 0 : kFar;
-  chamfer(distance, w, h, [](int, int) {});
-
   // Pieces of ink (8-connected): a piece with a patch far inside is a picture and goes; the
   // others are stretched to full contrast, each on its own.
-  DisjointSets pieces(n);
+  auto& pieces = scratch.pieces;
+  pieces.reset(n);
   for (int y = 0; y < h; ++y) {
     for (int x = 0; x < w; ++x) {
       const int i = y * w + x;
@@ -291,17 +371,33 @@ void textOnWhite(const ZRGreyImage& in, ZRGreyImage::RowRange range, ZRGreyImage
       }
     }
   }
-  const int pictureDistance = static_cast<int>(kPictureDistance * ppp * kSide);
+  const std::uint32_t pictureDistance = static_cast<std::uint32_t>(kPictureDistance * ppp * kSide);
   const int pictureArea = static_cast<int>(kPictureDistance * kPictureDistance * ppp * ppp);
-  std::vector<std::uint8_t> strongest(n, 0);
+  const int pictureSide = static_cast<int>(2 * kPictureDistance * ppp);
+  auto& strongest = scratch.strongest;
+  auto& far = scratch.far;
+  auto& extent = scratch.extent;
+  strongest.assign(n, 0);
+  far.assign(n, 0);
+  extent.assign(n, {w, -1, h, -1});
+  bool large = false;
   for (std::size_t i = 0; i < n; ++i) {
     if (ink[i] < kInkFloor) continue;
     const int r = pieces.parent[i] = pieces.find(static_cast<int>(i));
     strongest[r] = std::max(strongest[r], ink[i]);
+    const int x = static_cast<int>(i % w), y = static_cast<int>(i / w);
+    auto& e = extent[r];
+    e = {std::min(e[0], x), std::max(e[1], x), std::min(e[2], y), std::max(e[3], y)};
+    large = large || (e[1] - e[0] > pictureSide && e[3] - e[2] > pictureSide);
   }
-  std::vector<int> far(n, 0);
-  for (std::size_t i = 0; i < n; ++i) {
-    if (ink[i] >= kInkFloor && distance[i] > pictureDistance) ++far[pieces.parent[i]];
+  // Only a piece wider and taller than the patch can hold one: how far each pixel of ink is from
+  // the nearest that is not, then, and the pieces' far pixels counted.
+  if (large) {
+    for (std::size_t i = 0; i < n; ++i) d[i] = ink[i] < kInkFloor ? 0 : kFar;
+    chamfer(d.data(), w, h, 0);
+    for (std::size_t i = 0; i < n; ++i) {
+      if (ink[i] >= kInkFloor && d[i] > pictureDistance) ++far[pieces.parent[i]];
+    }
   }
   std::uint8_t* o = out.row(range.top);
   for (std::size_t i = 0; i < n; ++i) {

@@ -479,18 +479,30 @@ std::vector<ZRSensitiveTextMatcher::Span> ZRSensitiveTextMatcher::matchesInText(
   return spans;
 }
 
-std::vector<ZRSensitiveTextMatcher::WordRun> ZRSensitiveTextMatcher::matchesInWords(const std::vector<Word>& words) const {
+namespace {
+
+// The line the words make, joined by spaces carrying their gaps, and each word's bytes in it.
+Line lineOf(const std::vector<ZRSensitiveTextMatcher::Word>& words,
+            std::vector<std::pair<std::size_t, std::size_t>>* offsets = nullptr) {
   Line line;
-  std::vector<std::pair<std::size_t, std::size_t>> offsets;  // each word's bytes in the line
-  for (const auto& word : words) {
-    if (!offsets.empty()) appendSpace(line, 0, word.gapBefore);
+  for (std::size_t w = 0; w < words.size(); ++w) {
+    const auto& word = words[w];
+    if (w > 0) appendSpace(line, 0, word.gapBefore);
     const std::size_t begin = line.text.size();
     // A word with letters is an identifier, not a number the engine may have misread into one:
     // its confidence (low for any mix of letters and digits) does not gate it.
     appendFolded(line, word.text, 0, hasLetters(word.text) ? 100.0f : word.confidence);
-    offsets.emplace_back(begin, line.text.size());
+    if (offsets) offsets->emplace_back(begin, line.text.size());
   }
   line.origin.push_back(0);
+  return line;
+}
+
+}  // namespace
+
+std::vector<ZRSensitiveTextMatcher::WordRun> ZRSensitiveTextMatcher::matchesInWords(const std::vector<Word>& words) const {
+  std::vector<std::pair<std::size_t, std::size_t>> offsets;  // each word's bytes in the line
+  const Line line = lineOf(words, &offsets);
   std::vector<WordRun> runs;
   for (const auto& span : matchesInLine(line, customWords_, digitConfidence_)) {
     std::optional<std::size_t> first, last;
@@ -508,6 +520,32 @@ std::vector<ZRSensitiveTextMatcher::WordRun> ZRSensitiveTextMatcher::matchesInWo
     }
   }
   return runs;
+}
+
+bool ZRSensitiveTextMatcher::hasNearMiss(const std::vector<Word>& words) const {
+  const Line line = lineOf(words);
+  const auto spans = matchesInLine(line, customWords_, digitConfidence_);
+  auto covered = [&](std::size_t begin, std::size_t end, std::optional<Kind> kind) {
+    return std::any_of(spans.begin(), spans.end(), [&](const Span& s) {
+      return s.begin <= begin && end <= s.end && (!kind || s.kind == *kind);
+    });
+  };
+  // An '@' in no address.
+  for (std::size_t at = line.text.find('@'); at != std::string::npos; at = line.text.find('@', at + 1)) {
+    if (!covered(at, at + 1, Kind::Email)) return true;
+  }
+  // Digits held back for want of confidence.
+  for (const auto& span : matchesInLine(line, customWords_, 0)) {
+    if (!covered(span.begin, span.end, std::nullopt)) return true;
+  }
+  // A number as long as a card's, in groups, that is no card: one digit misread fails Luhn.
+  const std::string digits = digitView(line.text);
+  for (const auto& run : findNumberRuns(digits, line.gap)) {
+    std::size_t count = 0;
+    for (const auto& g : run.groups) count += groupLength(g);
+    if (count >= 12 && count <= 20 && !covered(run.groups.front().begin, run.end(), Kind::CardNumber)) return true;
+  }
+  return false;
 }
 
 std::vector<ZRSensitiveTextMatcher::WordRun> ZRSensitiveTextMatcher::matchesInWords(

@@ -71,6 +71,11 @@ class ZRSensitiveTextMatcher {
   std::vector<WordRun> matchesInWords(const std::vector<Word>& words) const;
   std::vector<WordRun> matchesInWords(const std::vector<std::string>& words) const;
 
+  /// Whether the line holds something close to sensitive that a misread character may have
+  /// spoilt: an '@' in no address, digits held back for want of confidence, a number as long as
+  /// a card's that fails Luhn. Worth reading again at a higher resolution.
+  bool hasNearMiss(const std::vector<Word>& words) const;
+
   /// The Luhn check of a string of ASCII digits (no separators); false for an empty string.
   static bool passesLuhn(std::string_view digits);
 

@@ -38,6 +38,8 @@ constexpr double kLetterGapShareOfHeight = 0.12;
 // between them is at most this share of their height.
 constexpr double kCutLineSharedRows = 0.6;
 constexpr double kCutLineGapShareOfHeight = 0.6;
+// Room a word's box keeps above and below the usual rows of its line, as a share of their height.
+constexpr double kTallWordRoom = 0.35;
 
 tesseract::PageSegMode pageSegMode(ZRTextRecognizer::Layout layout) {
   switch (layout) {
@@ -122,6 +124,30 @@ void snapToInk(const ZRGreyImage& image, ZRPixelBox& box) {
   for (int x = right; x < std::min(image.width(), right + reach); ++x) {
     if (columnHasInk(x)) box.right = x + 1, blank = 0;
     else if (++blank > letterGap) break;
+  }
+}
+
+// Now and then the engine gives a word a box reaching far above or below its line (into the
+// label above it). A word much taller than the line's others is held to their rows, with room
+// for ascenders and descenders.
+void holdToLine(ZRRecognizedLine& line) {
+  if (line.words.size() < 2) return;
+  // The rows of the word of median height (the lower median: of two, the shorter).
+  std::vector<const ZRRecognizedWord*> byHeight;
+  for (const auto& w : line.words) byHeight.push_back(&w);
+  const auto median = byHeight.begin() + static_cast<std::ptrdiff_t>((byHeight.size() - 1) / 2);
+  std::nth_element(byHeight.begin(), median, byHeight.end(),
+                   [](const auto* a, const auto* b) { return a->box.height() < b->box.height(); });
+  const int top = (*median)->box.top, bottom = (*median)->box.bottom;
+  const int room = std::max(1, static_cast<int>(kTallWordRoom * (bottom - top)));
+  for (auto& w : line.words) {
+    w.box.top = std::max(w.box.top, top - room);
+    w.box.bottom = std::max(w.box.top + 1, std::min(w.box.bottom, bottom + room));
+  }
+  line.box = line.words.front().box;
+  for (const auto& w : line.words) {
+    line.box = {std::min(line.box.left, w.box.left), std::min(line.box.top, w.box.top),
+                std::max(line.box.right, w.box.right), std::max(line.box.bottom, w.box.bottom)};
   }
 }
 
@@ -274,6 +300,7 @@ std::vector<ZRRecognizedLine> ZRTextRecognizer::recognize(const ZRGreyImage& ima
   } while (it->Next(kWord));
   std::erase_if(lines, [](const ZRRecognizedLine& line) { return line.words.empty(); });
   joinCutLines(lines);
+  for (auto& line : lines) holdToLine(line);
   return lines;
 }
 

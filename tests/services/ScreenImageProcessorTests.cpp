@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdio>
 
 #include <algorithm>
 #include <mutex>
@@ -157,6 +160,7 @@ TEST(ScreenImageProcessor, RereadsChangedRowsOnlyAndDropsWordsThatWentAway) {
   EXPECT_TRUE(covered(rects, inkBox(*after, email)));  // reused from the first frame
   EXPECT_TRUE(covered(rects, inkBox(*after, card)));   // read again
   EXPECT_LT(processor.statistics().recognizedRows - rowsBefore, 100u);  // a band, not the 200 rows
+  EXPECT_EQ(processor.statistics().convertedRows - rowsBefore, processor.statistics().recognizedRows - rowsBefore);
 
   rects = rectsOf(answer(processor, recognize(before)));
   EXPECT_EQ(rects.size(), 1u);
@@ -275,6 +279,32 @@ TEST(ScreenImageProcessor, LanguageWithoutModelsIsLoggedOnceAndEnglishUsed) {
   EXPECT_EQ(log.count("\"xqz\""), 1u);
   EXPECT_EQ(ZRLogUtility::recordedTagsNamed("TextRecognitionLanguageMissing").size(), 1u);
   EXPECT_EQ(processor.statistics().enginesCreated, 1u);
+  ZRLogUtility::reset();
+}
+
+// The engine's image library writes its complaints to standard error, the app's; they go to the
+// log instead.
+TEST(ScreenImageProcessor, TheImageLibrarysMessagesGoToTheLogNotToStandardError) {
+  ZRLogUtility::reset();
+  ScreenImageProcessor processor;
+  (void)answer(processor, recognize(drawFrame({120, 30}, 1, {{"Ref 123456", {5, 5}, 14}})));  // engine made
+  using ReadImage = void* (*)(const char*);
+  const auto read = reinterpret_cast<ReadImage>(dlsym(RTLD_DEFAULT, "pixRead"));
+  ASSERT_NE(read, nullptr);
+  std::fflush(stderr);
+  const int saved = dup(2);
+  FILE* capture = std::tmpfile();
+  dup2(fileno(capture), 2);
+  EXPECT_EQ(read("/nonexistent/zerva-text-recognition.png"), nullptr);
+  std::fflush(stderr);
+  dup2(saved, 2);
+  close(saved);
+  std::fseek(capture, 0, SEEK_END);
+  EXPECT_EQ(std::ftell(capture), 0);
+  std::fclose(capture);
+  const auto tags = ZRLogUtility::recordedTagsNamed("TextRecognitionLibraryMessage");
+  ASSERT_FALSE(tags.empty());
+  EXPECT_NE(tags.back().properties["message"].get<std::string>().find("pixRead"), std::string::npos);
   ZRLogUtility::reset();
 }
 

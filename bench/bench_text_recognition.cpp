@@ -606,7 +606,9 @@ void BM_Evaluation(benchmark::State& state) {
             const Row& row = *outcome.row;
             ++report.labels;
             report.labelsTouched += outcome.labelTouched;
-            if (outcome.labelTouched) report.touched.push_back("label of " + describe(row, ground, scale));
+            if (outcome.labelTouched) {
+              report.touched.push_back("label of " + describe(row, ground, scale) + near(outcome.labelBox, rects));
+            }
             if (!outcome.sensitive) {
               ++report.ordinaryValues;
               report.valuesTouched += outcome.valueTouched;

@@ -48,7 +48,8 @@ struct ScreenImageProcessor::Worker {
   ZRTextRecognizer* engine(const std::string& languages);
   ZRTextRecognizer* engineFor(const std::optional<std::vector<std::string>>& requested);
   std::vector<ZRRecognizedLine> recognize(ZRTextRecognizer& engine, const UIImage& image);
-  // Reads a line again at a finer resolution; keeps that reading when it finds as much.
+  // Reads a line again at a finer resolution; keeps that reading when it finds as much or is
+  // read more surely.
   void lookAgain(ZRTextRecognizer& engine, const UIImage& image, ZRRecognizedLine& line,
                  const ZRSensitiveTextMatcher& matcher);
 
@@ -159,16 +160,15 @@ std::vector<ZRPixelBox> bandsToRead(const std::vector<bool>& marked, std::vector
   return bands;
 }
 
-// A line's words as the matcher takes them, with the gaps between them in heights of the line's
-// tallest word (about an em): the matcher tells a split word from a space by them.
+// A line's words as the matcher takes them, with the spaces between them in heights of the
+// line's tallest word (about an em): the matcher tells a split word from a space by them.
 std::vector<ZRSensitiveTextMatcher::Word> wordsOf(const ZRRecognizedLine& line) {
   int height = 1;
   for (const auto& word : line.words) height = std::max(height, word.box.height());
   std::vector<ZRSensitiveTextMatcher::Word> words;
   for (std::size_t w = 0; w < line.words.size(); ++w) {
     const auto& word = line.words[w];
-    const float gap = w == 0 ? ZRSensitiveTextMatcher::kSpaceGap
-                             : static_cast<float>(word.box.left - line.words[w - 1].box.right) / height;
+    const float gap = w == 0 ? ZRSensitiveTextMatcher::kSpaceGap : static_cast<float>(word.spaceBefore) / height;
     words.push_back({word.text, word.confidence, gap});
   }
   return words;
@@ -320,7 +320,20 @@ void ScreenImageProcessor::Worker::lookAgain(ZRTextRecognizer& engine, const UII
   }
   std::stable_sort(again.words.begin(), again.words.end(),
                    [](const ZRRecognizedWord& a, const ZRRecognizedWord& b) { return a.box.left < b.box.left; });
-  if (!again.words.empty() && wordsMatched(matcher, again) >= wordsMatched(matcher, line)) line = std::move(again);
+  for (std::size_t w = 0; w < again.words.size(); ++w) {
+    again.words[w].spaceBefore = w == 0 ? 0 : std::max(0, again.words[w].box.left - again.words[w - 1].box.right);
+  }
+  // The finer reading stands when it finds as much, or when the engine is surer of it (a card
+  // made up by a misread digit is read as the number it is).
+  auto meanConfidence = [](const ZRRecognizedLine& l) {
+    float sum = 0;
+    for (const auto& w : l.words) sum += w.confidence;
+    return l.words.empty() ? 0.0f : sum / static_cast<float>(l.words.size());
+  };
+  if (!again.words.empty() &&
+      (wordsMatched(matcher, again) >= wordsMatched(matcher, line) || meanConfidence(again) > meanConfidence(line))) {
+    line = std::move(again);
+  }
 }
 
 std::vector<std::string> ScreenImageProcessor::Worker::process(const AITextOcclusionData& record) {

@@ -376,13 +376,17 @@ void findPhone(const NumberRun& run, std::vector<Span>& out) {
 }
 
 // A run of six or more digits hides the whole number it belongs to (its groups joined by single
-// spaces or dashes): a misread card number ("4121 11111111 1111") is still covered end to end.
+// spaces or dashes). A number shaped like a card (13 to 19 digits in three groups or more) that
+// failed Luhn is an order or reference number whose groups the engine ran together
+// ("4111 1111 11111112"), not a digit run; a card misread that way gets a second, finer look.
 void findDigitRuns(const NumberRun& run, std::vector<Span>& out) {
   for (std::size_t g = 0; g < run.groups.size(); ++g) {
     if (groupLength(run.groups[g]) < 6) continue;
     std::size_t first = g, last = g;
     while (first > 0 && onlySpacesOrDashes(run.groups[first].separatorBefore)) --first;
     while (last + 1 < run.groups.size() && onlySpacesOrDashes(run.groups[last + 1].separatorBefore)) ++last;
+    const std::size_t digits = run.digits(first, last);
+    if (last - first >= 2 && digits >= 13 && digits <= 19) continue;
     out.push_back({run.groups[first].begin, run.groups[last].end, Kind::DigitRun});
   }
 }
@@ -530,6 +534,14 @@ bool ZRSensitiveTextMatcher::hasNearMiss(const std::vector<Word>& words) const {
       return s.begin <= begin && end <= s.end && (!kind || s.kind == *kind);
     });
   };
+  // A card read unsurely: one misread digit in ten makes a number pass Luhn.
+  for (const auto& span : spans) {
+    if (span.kind != Kind::CardNumber) continue;
+    if (*std::min_element(line.confidence.begin() + static_cast<std::ptrdiff_t>(span.begin),
+                          line.confidence.begin() + static_cast<std::ptrdiff_t>(span.end)) < kSureCardConfidence) {
+      return true;
+    }
+  }
   // An '@' in no address.
   for (std::size_t at = line.text.find('@'); at != std::string::npos; at = line.text.find('@', at + 1)) {
     if (!covered(at, at + 1, Kind::Email)) return true;

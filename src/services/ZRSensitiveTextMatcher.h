@@ -71,9 +71,12 @@ class ZRSensitiveTextMatcher {
   std::vector<WordRun> matchesInWords(const std::vector<Word>& words) const;
   std::vector<WordRun> matchesInWords(const std::vector<std::string>& words) const;
 
-  /// Whether the line holds something close to sensitive that a misread character may have
-  /// spoilt: an '@' in no address, digits held back for want of confidence, a number as long as
-  /// a card's that fails Luhn. Worth reading again at a higher resolution.
+  /// A card read less confidently than this is worth a second look.
+  static constexpr float kSureCardConfidence = 80.0f;
+
+  /// Whether the line holds something that a misread character may have spoilt or made up: an
+  /// '@' in no address, digits held back for want of confidence, a number as long as a card's
+  /// that fails Luhn, a card read unsurely. Worth reading again at a higher resolution.
   bool hasNearMiss(const std::vector<Word>& words) const;
 
   /// The Luhn check of a string of ASCII digits (no separators); false for an empty string.

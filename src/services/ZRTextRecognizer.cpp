@@ -31,6 +31,7 @@ constexpr const char* kErrorDomain = "ZRTextRecognition";
 constexpr double kDotsPerInchAtOnePixelPerPoint = 144.0;
 // A space between digits is at least this share of the word's height (digits: the cap height).
 constexpr double kDigitSpaceShareOfHeight = 0.45;
+constexpr double kWideSpaceShareOfHeight = 0.6;
 // Gaps between the letters of a word are at most this share of its box's height (a space is
 // about three times as wide).
 constexpr double kLetterGapShareOfHeight = 0.12;
@@ -38,6 +39,8 @@ constexpr double kLetterGapShareOfHeight = 0.12;
 // between them is at most this share of their height.
 constexpr double kCutLineSharedRows = 0.6;
 constexpr double kCutLineGapShareOfHeight = 0.6;
+// Blank rows of this share of a word box's height part two lines in it.
+constexpr double kLineGapShareOfHeight = 0.2;
 // Room a word's box keeps above and below the usual rows of its line, as a share of their height.
 constexpr double kTallWordRoom = 0.35;
 
@@ -60,9 +63,10 @@ bool isDigitSymbol(const Symbol& s) { return s.text.size() == 1 && s.text[0] >= 
 
 // The engine reads the groups of some numbers as one word ("4111 1111" as "41111111": the
 // space is hard to tell from the wide margins of a 1), which would make a long digit run of an
-// ordinary number. Its characters' boxes show the space: a gap between two digits much wider
-// than the others and a good part of the word's height splits the word there.
-std::vector<ZRRecognizedWord> splitAtDigitSpaces(ZRRecognizedWord word, const std::vector<Symbol>& symbols) {
+// ordinary number; now and then it runs a label into the value a wide gap away. Its characters'
+// boxes show the space: a gap much wider than the others and a good part of the word's height
+// (between digits) or more than half of it (anywhere) splits the word there.
+std::vector<ZRRecognizedWord> splitAtSpaces(ZRRecognizedWord word, const std::vector<Symbol>& symbols) {
   std::vector<ZRRecognizedWord> out;
   std::string joined;
   for (const auto& s : symbols) joined += s.text;
@@ -76,6 +80,7 @@ std::vector<ZRRecognizedWord> splitAtDigitSpaces(ZRRecognizedWord word, const st
   std::nth_element(sorted.begin(), sorted.begin() + sorted.size() / 2, sorted.end());
   const int median = std::max(1, sorted[sorted.size() / 2]);
   const double minimum = std::max(1.8 * median, kDigitSpaceShareOfHeight * word.box.height());
+  const double wide = std::max(1.8 * median, kWideSpaceShareOfHeight * word.box.height());
   std::size_t begin = 0;
   auto emit = [&](std::size_t end) {
     ZRRecognizedWord piece;
@@ -91,7 +96,8 @@ std::vector<ZRRecognizedWord> splitAtDigitSpaces(ZRRecognizedWord word, const st
     begin = end;
   };
   for (std::size_t i = 1; i < symbols.size(); ++i) {
-    if (gaps[i - 1] >= minimum && isDigitSymbol(symbols[i - 1]) && isDigitSymbol(symbols[i])) emit(i);
+    const bool digits = isDigitSymbol(symbols[i - 1]) && isDigitSymbol(symbols[i]);
+    if (gaps[i - 1] >= (digits ? minimum : wide)) emit(i);
   }
   if (begin == 0) {
     out.push_back(std::move(word));
@@ -179,6 +185,59 @@ void joinCutLines(std::vector<ZRRecognizedLine>& lines) {
         joined = true;
       }
     }
+  }
+}
+
+// A word's box sometimes reaches into the line above or below (the label over a value). The rows
+// of the box that hold ink fall into blocks parted by blank rows; a gap of a fifth of the box's
+// height parts two lines (the dot of an i is closer), and the box keeps the block with the most
+// ink.
+void trimToInkRows(const ZRGreyImage& image, ZRPixelBox& box) {
+  constexpr std::uint8_t kInk = 160;
+  const int top = std::max(0, box.top), bottom = std::min(image.height(), box.bottom);
+  const int left = std::max(0, box.left), right = std::min(image.width(), box.right);
+  if (bottom - top < 4 || right <= left) return;
+  const int gap = std::max(2, static_cast<int>(std::lround(kLineGapShareOfHeight * (bottom - top))));
+  int bestTop = 0, bestBottom = 0, bestInk = 0;
+  for (int y = top; y < bottom;) {
+    auto inkIn = [&](int row) {
+      const std::uint8_t* p = image.row(row);
+      return static_cast<int>(std::count_if(p + left, p + right, [](std::uint8_t v) { return v < kInk; }));
+    };
+    int ink = inkIn(y);
+    if (ink == 0) {
+      ++y;
+      continue;
+    }
+    const int blockTop = y;
+    int last = y, blank = 0;
+    for (++y; y < bottom && blank < gap; ++y) {
+      const int rowInk = inkIn(y);
+      if (rowInk > 0) ink += rowInk, last = y, blank = 0;
+      else ++blank;
+    }
+    if (ink > bestInk) bestTop = blockTop, bestBottom = last + 1, bestInk = ink;
+  }
+  if (bestInk > 0) box.top = bestTop, box.bottom = bestBottom;
+}
+
+// The space before each word, from the ink rather than from the engine's boxes (which can leave a
+// letter or two out between two words of one): the widest run of blank columns between the
+// previous word's ink and this word's, over the line's rows.
+void measureSpaces(const ZRGreyImage& image, ZRRecognizedLine& line) {
+  constexpr std::uint8_t kInk = 160;
+  const int top = std::max(0, line.box.top), bottom = std::min(image.height(), line.box.bottom);
+  for (std::size_t w = 1; w < line.words.size(); ++w) {
+    auto& word = line.words[w];
+    const int from = std::max(0, line.words[w - 1].box.right), to = std::min(image.width(), word.box.left);
+    int widest = 0, blank = 0;
+    for (int x = from; x < to; ++x) {
+      bool ink = false;
+      for (int y = top; y < bottom && !ink; ++y) ink = image.at(x, y) < kInk;
+      blank = ink ? 0 : blank + 1;
+      widest = std::max(widest, blank);
+    }
+    word.spaceBefore = widest;
   }
 }
 
@@ -276,7 +335,7 @@ std::vector<ZRRecognizedLine> ZRTextRecognizer::recognize(const ZRGreyImage& ima
     word.box.top += top;
     word.box.bottom += top;
     word.confidence = it->Confidence(kWord);
-    // The word's characters, to split it where digits stand a space apart.
+    // The word's characters, to split it where they stand a space apart.
     symbols.clear();
     do {
       std::unique_ptr<char[]> symbol(it->GetUTF8Text(tesseract::RIL_SYMBOL));
@@ -287,8 +346,9 @@ std::vector<ZRRecognizedLine> ZRTextRecognizer::recognize(const ZRGreyImage& ima
       s.box.bottom += top;
     } while (!it->IsAtFinalElement(kWord, tesseract::RIL_SYMBOL) && it->Next(tesseract::RIL_SYMBOL));
     auto& line = lines.back();
-    for (auto& piece : splitAtDigitSpaces(std::move(word), symbols)) {
+    for (auto& piece : splitAtSpaces(std::move(word), symbols)) {
       snapToInk(image, piece.box);
+      trimToInkRows(image, piece.box);
       if (line.words.empty()) {
         line.box = piece.box;
       } else {
@@ -300,7 +360,10 @@ std::vector<ZRRecognizedLine> ZRTextRecognizer::recognize(const ZRGreyImage& ima
   } while (it->Next(kWord));
   std::erase_if(lines, [](const ZRRecognizedLine& line) { return line.words.empty(); });
   joinCutLines(lines);
-  for (auto& line : lines) holdToLine(line);
+  for (auto& line : lines) {
+    holdToLine(line);
+    measureSpaces(image, line);
+  }
   return lines;
 }
 

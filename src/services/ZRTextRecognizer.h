@@ -29,6 +29,7 @@ struct ZRRecognizedWord {
   std::string text;  // UTF-8
   ZRPixelBox box;
   float confidence = 0;  // 0...100
+  int spaceBefore = 0;   // blank pixels between the previous word of its line and it (0 for the first)
 };
 
 /// One line of text as the engine found it, words in reading order.

@@ -144,7 +144,9 @@ TEST(ScreenImageProcessor, CoversSensitiveTextAndLeavesOrdinaryWordsAtEveryScale
 }
 
 TEST(ScreenImageProcessor, RereadsChangedRowsOnlyAndDropsWordsThatWentAway) {
-  ScreenImageProcessor processor;
+  ScreenImageProcessor::Options options;
+  options.secondLook = false;  // its finer copies of lines would add converted rows
+  ScreenImageProcessor processor(options);
   const Text email{"jane.doe@example.com", {20, 20}, 14};
   const Text card{"4111 1111 1111 1111", {20, 120}, 14};
   const Text plain{"Delivery on Tuesday", {20, 120}, 14};
@@ -155,12 +157,14 @@ TEST(ScreenImageProcessor, RereadsChangedRowsOnlyAndDropsWordsThatWentAway) {
   EXPECT_TRUE(covered(rects, inkBox(*before, email)));
   EXPECT_EQ(rects.size(), 1u);
 
-  const auto rowsBefore = processor.statistics().recognizedRows;
+  const auto statsBefore = processor.statistics();
   rects = rectsOf(answer(processor, recognize(after)));
   EXPECT_TRUE(covered(rects, inkBox(*after, email)));  // reused from the first frame
   EXPECT_TRUE(covered(rects, inkBox(*after, card)));   // read again
-  EXPECT_LT(processor.statistics().recognizedRows - rowsBefore, 100u);  // a band, not the 200 rows
-  EXPECT_EQ(processor.statistics().convertedRows - rowsBefore, processor.statistics().recognizedRows - rowsBefore);
+  // A band, not the 200 rows: converted to grey and read.
+  const auto statsAfter = processor.statistics();
+  EXPECT_LT(statsAfter.recognizedRows - statsBefore.recognizedRows, 100u);
+  EXPECT_EQ(statsAfter.convertedRows - statsBefore.convertedRows, statsAfter.recognizedRows - statsBefore.recognizedRows);
 
   rects = rectsOf(answer(processor, recognize(before)));
   EXPECT_EQ(rects.size(), 1u);

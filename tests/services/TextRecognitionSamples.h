@@ -446,6 +446,7 @@ struct RowOutcome {
   bool valueTouched = false;  // ordinary values only
   bool labelTouched = false;
   CGRect inkBox = CGRectNull;  // of the sensitive part, or of the ordinary value
+  CGRect labelBox = CGRectNull;
 };
 
 // Where the bytes [begin, end) of a one-line string fall, in points from its left edge.
@@ -488,6 +489,7 @@ inline std::vector<RowOutcome> judge(const Screen& screen, const UIImage& drawn,
     }
     const Ink label = isInline ? part(0, row.sample.label.size() + 1) : inkOf(drawn, grounds, row.labelRect);
     o.labelTouched = touches(label, rects);
+    o.labelBox = label.box;
     out.push_back(o);
   }
   return out;

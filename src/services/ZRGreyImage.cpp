@@ -95,6 +95,37 @@ ZRGreyImage ZRGreyImage::fromImage(const UIImage& image, double pixelsPerPoint, 
     }
     return out;
   }
+  // A whole number of capture pixels per copy pixel (2x and 3x captures at 1 pixel per point):
+  // the channels of each k x k block are summed and made grey once.
+  const int k = sw / tw;
+  if (k > 1 && sw == tw * k && sh == th * k) {
+    std::vector<std::uint32_t> sums(static_cast<std::size_t>(tw) * 4);
+    const std::uint32_t area = static_cast<std::uint32_t>(k * k);
+    for (const auto& r : ranges) {
+      for (int y = r.top; y < r.bottom; ++y) {
+        std::fill(sums.begin(), sums.end(), 0);
+        for (int dy = 0; dy < k; ++dy) {
+          const std::uint32_t* src = sourceRow(y * k + dy);
+          for (int x = 0; x < tw; ++x) {
+            std::uint32_t* sum = &sums[static_cast<std::size_t>(x) * 4];
+            for (int dx = 0; dx < k; ++dx) {
+              const std::uint32_t p = src[x * k + dx];
+              sum[0] += p & 0xFF, sum[1] += (p >> 8) & 0xFF, sum[2] += (p >> 16) & 0xFF, sum[3] += p >> 24;
+            }
+          }
+        }
+        std::uint8_t* dst = out.row(y);
+        for (int x = 0; x < tw; ++x) {
+          const std::uint32_t* sum = &sums[static_cast<std::size_t>(x) * 4];
+          // Luminance of premultiplied pixels over white, as luminanceRow, of the block's mean.
+          const std::uint32_t luma = (sum[2] * 77 + sum[1] * 150 + sum[0] * 29 + 128 * area) / (256 * area);
+          const std::uint32_t clear = 255 - (sum[3] + area / 2) / area;
+          dst[x] = static_cast<std::uint8_t>(std::min<std::uint32_t>(255, luma + clear));
+        }
+      }
+    }
+    return out;
+  }
   // Separable resampling: the source rows the wanted rows need, along rows into `across`, then
   // down the columns.
   const AxisWeights wx = axisWeights(sw, tw), wy = axisWeights(sh, th);

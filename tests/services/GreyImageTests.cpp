@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -42,7 +44,7 @@ TEST(GreyImage, ReductionAveragesAreasAndTransparencyReadsAsWhite) {
 // Converting some rows gives exactly what converting all gives there, whatever the reduction
 // (each copy row averages several capture rows), and white elsewhere.
 TEST(GreyImage, ConvertingSomeRowsMatchesTheWholeCopyThereAndLeavesTheRestWhite) {
-  for (double scale : {1.0, 2.0, 3.0}) {
+  for (double scale : {1.0, 1.5, 2.0, 3.0}) {
     SCOPED_TRACE(scale);
     UIGraphicsImageRendererFormat format;
     format.setScale(scale);
@@ -54,6 +56,24 @@ TEST(GreyImage, ConvertingSomeRowsMatchesTheWholeCopyThereAndLeavesTheRestWhite)
       }
     });
     const auto whole = ZRGreyImage::fromImage(*image, 1.0);
+    // The whole copy is each point's capture pixels averaged, by how much of each it covers.
+    auto overlap = [&](int target, int source) {
+      return std::max(0.0, std::min((target + 1) * scale, source + 1.0) - std::max(target * scale, double(source)));
+    };
+    for (int y = 0; y < whole.height(); ++y) {
+      for (int x = 0; x < whole.width(); ++x) {
+        double sum = 0, weight = 0;
+        for (int sy = static_cast<int>(y * scale); sy < std::ceil((y + 1) * scale); ++sy) {
+          for (int sx = static_cast<int>(x * scale); sx < std::ceil((x + 1) * scale); ++sx) {
+            const CGPixel p = image->pixelAt(sx, sy);
+            const double w = overlap(x, sx) * overlap(y, sy);
+            sum += w * (p.red * 77 + p.green * 150 + p.blue * 29) / 256.0;
+            weight += w;
+          }
+        }
+        ASSERT_NEAR(whole.at(x, y), sum / weight, 2) << x << "," << y;
+      }
+    }
     // Overlapping and out-of-range ranges are fine.
     const Rows rows{{30, 34}, {3, 9}, {7, 12}, {38, 99}};
     const auto some = ZRGreyImage::fromImage(*image, 1.0, rows);
@@ -115,7 +135,7 @@ TEST(GreyImage, PhotographsAndIconsGoWhiteWhileThickStrokesStay) {
     }
   }
   fill(image, 62, 10, 64, 40, 30);   // text beside it
-  fill(image, 70, 10, 76, 50, 30);   // a 6-pixel stroke
+  fill(image, 70, 10, 77, 50, 30);   // a 7-pixel stroke (about 45 points bold)
   fill(image, 90, 10, 110, 30, 60);  // an icon
   const auto out = image.withTextOnWhite();
   int dark = 0;

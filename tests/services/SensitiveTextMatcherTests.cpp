@@ -109,7 +109,7 @@ TEST(SensitiveTextMatcher, MatchesMapBackToWholeWords) {
 // --- Word boundaries by Unicode category ---
 
 TEST(SensitiveTextMatcher, TypographicPunctuationBoundsCustomWordsButLettersOfAnyScriptDoNot) {
-  const std::vector<std::string> words{"Falcon", "Project Nimbus", "O'Brien", "\u00C9clair"};
+  const std::vector<std::string> words{"Falcon", "Project Nimbus", "O'Brien", "\u00E9clair"};
   // Curly quotes, guillemets, a right single quote, an ellipsis, dashes: each a boundary, and the
   // span is the word's own bytes (the quote before \u201CFalcon\u201D is three bytes).
   EXPECT_EQ(find("\u201CFalcon\u201D", words), (Found{{"Falcon", Kind::CustomWord}}));

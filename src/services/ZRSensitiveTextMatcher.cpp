@@ -211,7 +211,10 @@ void findEmails(const Line& line, std::vector<Span>& out) {
       if (!word) break;
       const float gap = line.gap[begin - 1];
       const char last = text[begin - 2], first = text[begin];
-      const bool split = joiner(last) || first == '+' || first == '-' || gap < ZRSensitiveTextMatcher::kSplitGap;
+      // After a dot the gap is wider (the dot's own margin) and still well short of the space
+      // that ends a sentence.
+      const float splitGap = last == '.' ? ZRSensitiveTextMatcher::kSplitGapAfterDot : ZRSensitiveTextMatcher::kSplitGap;
+      const bool split = joiner(last) || first == '+' || first == '-' || gap < splitGap;
       if (!split) break;
       begin = *word;
     }

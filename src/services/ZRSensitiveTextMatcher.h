@@ -40,8 +40,10 @@ class ZRSensitiveTextMatcher {
 
   /// The gap before a word, in heights of its line, when nothing is known: an ordinary space.
   static constexpr float kSpaceGap = 0.4f;
-  /// Below this a gap is no space at all: the recogniser split one word in two.
+  /// Below this a gap is no space at all: the recogniser split one word in two. After a dot
+  /// (its own margin included) the second.
   static constexpr float kSplitGap = 0.22f;
+  static constexpr float kSplitGapAfterDot = 0.35f;
   /// Phone numbers and digit runs count only in numbers read at least this confidently
   /// (0-100); misread dates and order numbers otherwise turn into them. Cards (Luhn), phone
   /// numbers with a '+' or parentheses, and words with letters (references, IBANs) need no such

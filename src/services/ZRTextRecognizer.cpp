@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,8 @@ constexpr const char* kErrorDomain = "ZRTextRecognition";
 // near a phone's physical size, so one pixel per point reads as 144 dpi.
 constexpr double kDotsPerInchAtOnePixelPerPoint = 144.0;
 // A space between digits is at least this share of the word's height (digits: the cap height).
+// What the recogniser's copy holds as ink (it is black text on white).
+constexpr std::uint8_t kInkTone = 160;
 constexpr double kDigitSpaceShareOfHeight = 0.45;
 constexpr double kWideSpaceShareOfHeight = 0.6;
 // Gaps between the letters of a word are at most this share of its box's height (a space is
@@ -59,6 +62,15 @@ struct Symbol {
   ZRPixelBox box;
 };
 
+bool hasInk(const ZRGreyImage& image, const ZRPixelBox& box) {
+  for (int y = std::max(0, box.top); y < std::min(image.height(), box.bottom); ++y) {
+    for (int x = std::max(0, box.left); x < std::min(image.width(), box.right); ++x) {
+      if (image.at(x, y) < kInkTone) return true;
+    }
+  }
+  return false;
+}
+
 bool isDigitSymbol(const Symbol& s) { return s.text.size() == 1 && s.text[0] >= '0' && s.text[0] <= '9'; }
 
 // The engine reads the groups of some numbers as one word ("4111 1111" as "41111111": the
@@ -66,44 +78,63 @@ bool isDigitSymbol(const Symbol& s) { return s.text.size() == 1 && s.text[0] >= 
 // ordinary number; now and then it runs a label into the value a wide gap away. Its characters'
 // boxes show the space: a gap much wider than the others and a good part of the word's height
 // (between digits) or more than half of it (anywhere) splits the word there.
-std::vector<ZRRecognizedWord> splitAtSpaces(ZRRecognizedWord word, const std::vector<Symbol>& symbols) {
+std::vector<ZRRecognizedWord> splitAtSpaces(ZRRecognizedWord word, const std::vector<Symbol>& symbols,
+                                            const ZRGreyImage& image) {
   std::vector<ZRRecognizedWord> out;
   std::string joined;
   for (const auto& s : symbols) joined += s.text;
-  if (symbols.size() < 4 || joined != word.text) {
+  if (symbols.empty() || joined != word.text) {
     out.push_back(std::move(word));
     return out;
   }
+  // Now and then the engine fills a wide gap with an '_' that has no ink: a label run into the
+  // value beside it ("Email_kim..."), a stray mark before an address. Such a mark parts words.
+  std::vector<bool> phantom(symbols.size());
+  for (std::size_t i = 0; i < symbols.size(); ++i) phantom[i] = symbols[i].text == "_" && !hasInk(image, symbols[i].box);
   std::vector<int> gaps;
   for (std::size_t i = 1; i < symbols.size(); ++i) gaps.push_back(symbols[i].box.left - symbols[i - 1].box.right);
-  std::vector<int> sorted = gaps;
-  std::nth_element(sorted.begin(), sorted.begin() + sorted.size() / 2, sorted.end());
-  const int median = std::max(1, sorted[sorted.size() / 2]);
-  const double minimum = std::max(1.8 * median, kDigitSpaceShareOfHeight * word.box.height());
-  const double wide = std::max(1.8 * median, kWideSpaceShareOfHeight * word.box.height());
-  std::size_t begin = 0;
-  auto emit = [&](std::size_t end) {
-    ZRRecognizedWord piece;
-    piece.confidence = word.confidence;
-    piece.box = symbols[begin].box;
-    for (std::size_t i = begin; i < end; ++i) {
-      piece.text += symbols[i].text;
-      const auto& b = symbols[i].box;
-      piece.box = {std::min(piece.box.left, b.left), std::min(piece.box.top, b.top), std::max(piece.box.right, b.right),
-                   std::max(piece.box.bottom, b.bottom)};
-    }
-    out.push_back(std::move(piece));
-    begin = end;
-  };
-  for (std::size_t i = 1; i < symbols.size(); ++i) {
-    const bool digits = isDigitSymbol(symbols[i - 1]) && isDigitSymbol(symbols[i]);
-    if (gaps[i - 1] >= (digits ? minimum : wide)) emit(i);
+  double minimum = std::numeric_limits<double>::max(), wide = minimum;
+  if (symbols.size() >= 4) {
+    std::vector<int> sorted = gaps;
+    std::nth_element(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2), sorted.end());
+    const int median = std::max(1, sorted[sorted.size() / 2]);
+    minimum = std::max(1.8 * median, kDigitSpaceShareOfHeight * word.box.height());
+    wide = std::max(1.8 * median, kWideSpaceShareOfHeight * word.box.height());
   }
-  if (begin == 0) {
+  std::vector<std::vector<std::size_t>> pieces(1);
+  bool split = false;
+  for (std::size_t i = 0; i < symbols.size(); ++i) {
+    if (phantom[i]) {
+      split = true;
+      if (!pieces.back().empty()) pieces.emplace_back();
+      continue;
+    }
+    if (i > 0 && !pieces.back().empty() && pieces.back().back() == i - 1) {
+      const bool digits = isDigitSymbol(symbols[i - 1]) && isDigitSymbol(symbols[i]);
+      if (gaps[i - 1] >= (digits ? minimum : wide)) {
+        split = true;
+        pieces.emplace_back();
+      }
+    }
+    pieces.back().push_back(i);
+  }
+  if (!split) {
     out.push_back(std::move(word));
     return out;
   }
-  emit(symbols.size());
+  for (const auto& piece : pieces) {
+    if (piece.empty()) continue;
+    ZRRecognizedWord w;
+    w.confidence = word.confidence;
+    w.box = symbols[piece.front()].box;
+    for (std::size_t i : piece) {
+      w.text += symbols[i].text;
+      const auto& b = symbols[i].box;
+      w.box = {std::min(w.box.left, b.left), std::min(w.box.top, b.top), std::max(w.box.right, b.right),
+               std::max(w.box.bottom, b.bottom)};
+    }
+    out.push_back(std::move(w));
+  }
   return out;
 }
 
@@ -111,10 +142,9 @@ std::vector<ZRRecognizedWord> splitAtSpaces(ZRRecognizedWord word, const std::ve
 // inside the ink at a word's ends, or leave out a first or last glyph. Each end moves out over
 // the ink beyond it, across gaps no wider than between letters, by at most the box's height.
 void snapToInk(const ZRGreyImage& image, ZRPixelBox& box) {
-  constexpr std::uint8_t kInk = 160;
   auto columnHasInk = [&](int x) {
     for (int y = std::max(0, box.top); y < std::min(image.height(), box.bottom); ++y) {
-      if (image.at(x, y) < kInk) return true;
+      if (image.at(x, y) < kInkTone) return true;
     }
     return false;
   };
@@ -193,7 +223,6 @@ void joinCutLines(std::vector<ZRRecognizedLine>& lines) {
 // height parts two lines (the dot of an i is closer), and the box keeps the block with the most
 // ink.
 void trimToInkRows(const ZRGreyImage& image, ZRPixelBox& box) {
-  constexpr std::uint8_t kInk = 160;
   const int top = std::max(0, box.top), bottom = std::min(image.height(), box.bottom);
   const int left = std::max(0, box.left), right = std::min(image.width(), box.right);
   if (bottom - top < 4 || right <= left) return;
@@ -202,7 +231,7 @@ void trimToInkRows(const ZRGreyImage& image, ZRPixelBox& box) {
   for (int y = top; y < bottom;) {
     auto inkIn = [&](int row) {
       const std::uint8_t* p = image.row(row);
-      return static_cast<int>(std::count_if(p + left, p + right, [](std::uint8_t v) { return v < kInk; }));
+      return static_cast<int>(std::count_if(p + left, p + right, [](std::uint8_t v) { return v < kInkTone; }));
     };
     int ink = inkIn(y);
     if (ink == 0) {
@@ -225,7 +254,6 @@ void trimToInkRows(const ZRGreyImage& image, ZRPixelBox& box) {
 // letter or two out between two words of one): the widest run of blank columns between the
 // previous word's ink and this word's, over the line's rows.
 void measureSpaces(const ZRGreyImage& image, ZRRecognizedLine& line) {
-  constexpr std::uint8_t kInk = 160;
   const int top = std::max(0, line.box.top), bottom = std::min(image.height(), line.box.bottom);
   for (std::size_t w = 1; w < line.words.size(); ++w) {
     auto& word = line.words[w];
@@ -233,7 +261,7 @@ void measureSpaces(const ZRGreyImage& image, ZRRecognizedLine& line) {
     int widest = 0, blank = 0;
     for (int x = from; x < to; ++x) {
       bool ink = false;
-      for (int y = top; y < bottom && !ink; ++y) ink = image.at(x, y) < kInk;
+      for (int y = top; y < bottom && !ink; ++y) ink = image.at(x, y) < kInkTone;
       blank = ink ? 0 : blank + 1;
       widest = std::max(widest, blank);
     }
@@ -346,7 +374,7 @@ std::vector<ZRRecognizedLine> ZRTextRecognizer::recognize(const ZRGreyImage& ima
       s.box.bottom += top;
     } while (!it->IsAtFinalElement(kWord, tesseract::RIL_SYMBOL) && it->Next(tesseract::RIL_SYMBOL));
     auto& line = lines.back();
-    for (auto& piece : splitAtSpaces(std::move(word), symbols)) {
+    for (auto& piece : splitAtSpaces(std::move(word), symbols, image)) {
       snapToInk(image, piece.box);
       trimToInkRows(image, piece.box);
       if (line.words.empty()) {

@@ -144,7 +144,9 @@ using Matched = std::vector<std::string>;
 
 TEST(SensitiveTextMatcher, EmailSplitAfterADotIsJoinedButASentenceBeforeAnAddressIsNot) {
   EXPECT_EQ(matched({{"Email"}, {"first."}, {"last@host.example.com", 90, kSplit}}), (Matched{"first.|last@host.example.com"}));
+  EXPECT_EQ(matched({{"Email"}, {"first."}, {"last@host.example.com", 90, 0.3f}}), (Matched{"first.|last@host.example.com"}));
   EXPECT_EQ(matched({{"Write"}, {"to"}, {"us."}, {"bob@example.org", 90, kSpace}}), (Matched{"bob@example.org"}));
+  EXPECT_EQ(matched({{"Write"}, {"to"}, {"us."}, {"bob@example.org", 90, 0.3f + kSpace}}), (Matched{"bob@example.org"}));
   // Split with no dot read, as close as letters: the engine lost the character between.
   EXPECT_EQ(matched({{"Email:"}, {"kim", 90, kWide}, {"lee99@mail.example.net", 90, kSplit}}), (Matched{"kim|lee99@mail.example.net"}));
   EXPECT_EQ(matched({{"Email:"}, {"kim", 90, kSpace}, {"lee99@mail.example.net", 90, kSpace}}), (Matched{"lee99@mail.example.net"}));

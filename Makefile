@@ -2,7 +2,7 @@
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all setup build test test-asan test-tsan bench run clean
+.PHONY: all setup build test test-asan test-tsan fuzz bench run clean
 
 all: build
 
@@ -30,6 +30,14 @@ test-tsan: setup
 	cmake --build build/tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/scripts/tsan.supp \
 	  ctest --test-dir build/tsan --output-on-failure -j $(JOBS)
+
+# libFuzzer targets for the readers (fuzz/), built with Clang, ASan and UBSan, each run for
+# FUZZ_SECONDS; findings fail the target.
+FUZZ_SECONDS ?= 8
+fuzz: setup
+	cmake -S fuzz -B build/fuzz -G Ninja -DCMAKE_CXX_COMPILER=clang++ $(CMAKE_FLAGS)
+	cmake --build build/fuzz -j $(JOBS)
+	scripts/run-fuzzers.sh build/fuzz $(FUZZ_SECONDS)
 
 bench: build
 	@for b in build/release/bench/bench_*; do [ -x "$$b" ] && "$$b" --benchmark_min_time=0.2 || true; done

@@ -497,6 +497,9 @@ class ZRViewVideoHandler : public NSObject {
   // Recording helpers (src/recording/).
   /// The start completion of startScreenRecording (main thread).
   void handleRecordingStarted(bool success, NSErrorOrNil error);
+  /// One more frame confirmed by the recorder, as one atomic step (completions may overlap with
+  /// each other and with the stop's reset); returns the new count.
+  std::int64_t incrementNumFramesInVideo();
 
   mutable std::recursive_mutex monitor_;
 

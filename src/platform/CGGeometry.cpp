@@ -1,6 +1,7 @@
 #include "platform/CGGeometry.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -129,14 +130,20 @@ class Reader {
     return false;
   }
 
+  // A decimal number as written: an optional sign, digits, a fraction, an exponent. Not "nan"
+  // or "inf" (which from_chars takes), not two signs, not a value beyond a double's range.
   std::optional<CGFloat> number() {
     skipSpace();
-    if (pos_ < text_.size() && text_[pos_] == '+') ++pos_;  // from_chars refuses a leading plus
+    const bool plus = pos_ < text_.size() && text_[pos_] == '+';
+    if (plus) ++pos_;  // from_chars refuses a leading plus
+    const size_t digit = pos_ + (!plus && pos_ < text_.size() && text_[pos_] == '-' ? 1 : 0);
+    if (digit >= text_.size() || !(std::isdigit(static_cast<unsigned char>(text_[digit])) || text_[digit] == '.')) {
+      return std::nullopt;
+    }
     CGFloat v = 0;
     const char* begin = text_.data() + pos_;
-    const auto res = std::from_chars(begin, text_.data() + text_.size(), v);
-    if (res.ec != std::errc() && res.ec != std::errc::result_out_of_range) return std::nullopt;
-    if (res.ptr == begin) return std::nullopt;
+    const auto res = std::from_chars(begin, text_.data() + text_.size(), v, std::chars_format::general);
+    if (res.ec != std::errc() || res.ptr == begin || !std::isfinite(v)) return std::nullopt;
     pos_ += static_cast<size_t>(res.ptr - begin);
     return v;
   }

@@ -73,9 +73,10 @@ CGRect CGRectInset(CGRect r, CGFloat dx, CGFloat dy);
 std::string NSStringFromCGRect(CGRect r);
 std::string NSStringFromCGPoint(CGPoint p);
 std::string NSStringFromCGSize(CGSize s);
-/// Reads NSStringFromCGRect's form back; text that does not parse gives CGRectZero.
+/// Reads NSStringFromCGRect's form back; any other text gives CGRectZero: numbers are finite
+/// decimals within a double's range, with at most one sign (no "nan", "inf" or "+-1").
 CGRect CGRectFromString(std::string_view text);
-/// Reads "{x, y}"; text that does not parse gives CGPointZero.
+/// Reads "{x, y}" with the numbers above; any other text gives CGPointZero.
 CGPoint CGPointFromString(std::string_view text);
 /// Reads "{w, h}"; text that does not parse gives CGSizeZero.
 CGSize CGSizeFromString(std::string_view text);

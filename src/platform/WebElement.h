@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/CGGeometry.h"
+#include "platform/UIColor.h"
 
 namespace zerva {
 
@@ -27,6 +28,9 @@ struct WebElement {
   std::optional<std::string> display;
   /// The author's `visibility`; none inherits the parent's (the root's is "visible").
   std::optional<std::string> visibility;
+  /// The author's `color` and `background-color`; none keeps the browser's defaults.
+  std::optional<UIColor> color;
+  std::optional<UIColor> background;
   std::vector<WebElement> children;
 
   /// The attribute's value, or none when the element lacks it.

@@ -54,7 +54,7 @@ std::optional<WebElement> readElement(ZRJSONReader& reader, const nlohmann::json
     return std::nullopt;
   }
   if (!reader.expectObject(value, path,
-                           {"tag", "frame", "type", "id", "classes", "attributes", "text", "value", "display",
+                           {"tag", "frame", "type", "id", "classes", "attributes", "text", "value", "color", "background", "display",
                             "visibility", "hidden", "children"})) {
     return std::nullopt;
   }
@@ -119,6 +119,8 @@ std::optional<WebElement> readElement(ZRJSONReader& reader, const nlohmann::json
 
   element.text = reader.readString(value, "text", path).value_or("");
   element.value = reader.readString(value, "value", path).value_or("");
+  element.color = reader.readColor(value, "color", path);
+  element.background = reader.readColor(value, "background", path);
   if (auto display = reader.readString(value, "display", path)) {
     if (!isToken(*display)) {
       reader.fail(ZRJSONReader::member(path, "display"), "a display value such as \"none\" or \"block\"");

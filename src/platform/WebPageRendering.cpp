@@ -38,8 +38,13 @@ void drawElement(CGContextRef c, const WebElement& e, bool parentVisible) {
   const auto type = e.domType();
   if (visible && !CGRectIsEmpty(e.frame)) {
     const CGRect box = e.frame;
+    const UIColor textColor = e.color.value_or(UIColor::colorWithWhite(0.1, 1));
+    if (e.background && tag != "input" && tag != "textarea" && tag != "button") {
+      CGContextSetFillColorWithColor(c, e.background->cgColor());
+      CGContextFillRect(c, box);
+    }
     if (tag == "input" && type != "hidden" && type != "checkbox" && type != "radio") {
-      CGContextSetRGBFillColor(c, 1, 1, 1, 1);
+      CGContextSetFillColorWithColor(c, e.background.value_or(UIColor::whiteColor()).cgColor());
       CGContextFillRect(c, box);
       CGContextSetRGBStrokeColor(c, 0.75, 0.75, 0.78, 1);
       CGContextSetLineWidth(c, 1);
@@ -52,14 +57,14 @@ void drawElement(CGContextRef c, const WebElement& e, bool parentVisible) {
       }
       const bool placeholder = shown.empty();
       if (placeholder) shown = e.attribute("placeholder").value_or("");
-      drawText(shown, CGRectInset(box, 8, 0), 16, false, UIColor::colorWithWhite(placeholder ? 0.65 : 0.1, 1),
+      drawText(shown, CGRectInset(box, 8, 0), 16, false, placeholder ? UIColor::colorWithWhite(0.65, 1) : textColor,
                NSTextAlignmentLeft, true);
     } else if (tag == "textarea") {
-      CGContextSetRGBFillColor(c, 1, 1, 1, 1);
+      CGContextSetFillColorWithColor(c, e.background.value_or(UIColor::whiteColor()).cgColor());
       CGContextFillRect(c, box);
       CGContextSetRGBStrokeColor(c, 0.75, 0.75, 0.78, 1);
       CGContextStrokeRect(c, CGRectInset(box, 0.5, 0.5));
-      drawText(e.value, CGRectInset(box, 8, 6), 16, false, UIColor::colorWithWhite(0.1, 1), NSTextAlignmentLeft, false);
+      drawText(e.value, CGRectInset(box, 8, 6), 16, false, textColor, NSTextAlignmentLeft, false);
     } else if (tag == "button" || (tag == "input" && (type == "submit" || type == "button"))) {
       CGContextSetRGBFillColor(c, 0.0, 0.48, 1.0, 1);
       CGContextFillRect(c, box);
@@ -67,7 +72,7 @@ void drawElement(CGContextRef c, const WebElement& e, bool parentVisible) {
     } else if (!e.text.empty()) {
       const bool heading = isHeading(tag);
       drawText(e.text, box, heading ? 22 - 2 * (tag[1] - '1') : 15, heading || tag == "b" || tag == "strong",
-               UIColor::colorWithWhite(0.1, 1), NSTextAlignmentLeft, false);
+               textColor, NSTextAlignmentLeft, false);
     }
   }
   for (const auto& child : e.children) drawElement(c, child, visible);

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <malloc.h>
 #include <new>
 
 #include "duktape.h"
@@ -22,6 +23,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kMaxResultDepth = 64;
+// Turning a thrown value into a message may run page script (a getter, a toString): it gets
+// this long at most, past the evaluation's own time-out, and its text is cut to this length.
+constexpr double kDescribeSeconds = 0.1;
+constexpr size_t kMaxMessageBytes = 2000;
 
 /// One element of the document in document order, with what its ancestors decide for it.
 struct Node {
@@ -50,12 +55,16 @@ struct ScriptState {
   void* stylePrototype = nullptr;
   void* document = nullptr;
 
-  // Runaway guard: the engine polls timedOutNow() while armed.
+  // Runaway guard, while armed: the engine polls timedOutNow() between bytecode instructions,
+  // the page's native functions as they loop, and the allocator on every 32nd allocation (so
+  // that the engine's own long native calls end at their next allocation).
   bool armed = false;
   bool timedOut = false;
   Clock::time_point deadline;
+  unsigned allocationTicks = 0;
 
   // Memory guard: allocations past the limit fail, which the engine reports as a RangeError.
+  // `allocated` is what the heap really holds: each block's usable size and malloc's own header.
   size_t allocated = 0;
   bool allocationRefused = false;
 
@@ -63,18 +72,22 @@ struct ScriptState {
     if (armed && !timedOut && Clock::now() >= deadline) timedOut = true;
     return armed && timedOut;
   }
+
+  /// Room left under the memory limit.
+  size_t memoryLeft() const { return allocated < limits.memoryBytes ? limits.memoryBytes - allocated : 0; }
 };
 
-/// Arms the guards for one stretch of script work.
+/// Arms the guards for one stretch of script work of at most `seconds`.
 class ArmedGuards {
  public:
-  explicit ArmedGuards(ScriptState& state) : state_(state) {
+  ArmedGuards(ScriptState& state, double seconds) : state_(state) {
     state_.armed = true;
     state_.timedOut = false;
     state_.allocationRefused = false;
     state_.deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                         std::chrono::duration<double>(std::max(0.0, state_.limits.timeoutSeconds)));
+                                         std::chrono::duration<double>(std::clamp(seconds, 0.0, 1e6)));
   }
+  explicit ArmedGuards(ScriptState& state) : ArmedGuards(state, state.limits.timeoutSeconds) {}
   ~ArmedGuards() { state_.armed = false; }
   ArmedGuards(const ArmedGuards&) = delete;
   ArmedGuards& operator=(const ArmedGuards&) = delete;
@@ -85,20 +98,38 @@ class ArmedGuards {
 
 // ---- Memory
 
-// Each block carries its size in front, so that the heap's total can be kept.
+// Each block carries the size asked for in front (the engine's realloc needs it); the heap's
+// total counts what malloc really hands out for the block, and malloc's header before it.
 constexpr size_t kHeader = alignof(std::max_align_t);
+constexpr size_t kMallocHeader = sizeof(size_t);
+
+size_t blockCost(void* block) { return malloc_usable_size(block) + kMallocHeader; }
+
+/// What a new block of `size` will cost, before it exists: malloc's chunks are 16-byte
+/// multiples of at least 32 bytes.
+size_t expectedCost(size_t size) { return std::max<size_t>(32, (size + kHeader + kMallocHeader + 15) & ~size_t{15}); }
+
+/// Whether the allocator may hand out `cost` more bytes now.
+bool mayGrow(ScriptState& state, size_t cost) {
+  if (state.armed && (state.timedOut || (++state.allocationTicks & 31U) == 0) && state.timedOutNow()) return false;
+  if (cost > state.memoryLeft()) {
+    state.allocationRefused = true;
+    return false;
+  }
+  return true;
+}
 
 void* allocate(void* udata, duk_size_t size) {
   auto& state = *static_cast<ScriptState*>(udata);
-  if (size == 0) return nullptr;
-  if (state.allocated + size > state.limits.memoryBytes) {
-    state.allocationRefused = true;
+  if (size == 0 || size > state.limits.memoryBytes) {
+    if (size != 0) state.allocationRefused = true;
     return nullptr;
   }
+  if (!mayGrow(state, expectedCost(size))) return nullptr;
   auto* block = static_cast<unsigned char*>(std::malloc(size + kHeader));
   if (!block) return nullptr;
   std::memcpy(block, &size, sizeof size);
-  state.allocated += size;
+  state.allocated += blockCost(block);
   return block + kHeader;
 }
 
@@ -106,9 +137,7 @@ void release(void* udata, void* ptr) {
   if (!ptr) return;
   auto& state = *static_cast<ScriptState*>(udata);
   auto* block = static_cast<unsigned char*>(ptr) - kHeader;
-  size_t size;
-  std::memcpy(&size, block, sizeof size);
-  state.allocated -= size;
+  state.allocated -= std::min(state.allocated, blockCost(block));
   std::free(block);
 }
 
@@ -122,14 +151,17 @@ void* reallocate(void* udata, void* ptr, duk_size_t size) {
   auto* block = static_cast<unsigned char*>(ptr) - kHeader;
   size_t old;
   std::memcpy(&old, block, sizeof old);
-  if (size > old && state.allocated + (size - old) > state.limits.memoryBytes) {
+  const size_t oldCost = blockCost(block);
+  if (size > state.limits.memoryBytes) {
     state.allocationRefused = true;
     return nullptr;
   }
+  const size_t newCost = expectedCost(size);
+  if (newCost > oldCost && !mayGrow(state, newCost - oldCost)) return nullptr;
   auto* grown = static_cast<unsigned char*>(std::realloc(block, size + kHeader));
   if (!grown) return nullptr;
   std::memcpy(grown, &size, sizeof size);
-  state.allocated = state.allocated - old + size;
+  state.allocated = state.allocated - std::min(state.allocated, oldCost) + blockCost(grown);
   return grown + kHeader;
 }
 
@@ -179,9 +211,20 @@ int elementArgument(duk_context* ctx, duk_idx_t idx, const char* function) {
   return index;
 }
 
+/// Stops a native function that has run past the time-out, as the engine stops bytecode.
+void checkRunaway(duk_context* ctx) {
+  if (stateOf(ctx).timedOutNow()) (void)duk_error(ctx, DUK_ERR_RANGE_ERROR, "execution timeout");
+}
+
+/// A copy of a script string outside the heap, which counts against the memory limit too.
 std::string stringArgument(duk_context* ctx, duk_idx_t idx) {
   duk_size_t length = 0;
   const char* text = duk_to_lstring(ctx, idx, &length);
+  ScriptState& state = stateOf(ctx);
+  if (length > state.memoryLeft()) {
+    state.allocationRefused = true;
+    (void)duk_error(ctx, DUK_ERR_RANGE_ERROR, "alloc failed");
+  }
   return std::string(text, length);
 }
 
@@ -241,6 +284,7 @@ duk_ret_t pushMatches(duk_context* ctx, int begin, int end, bool firstOnly) {
   if (!firstOnly) duk_push_array(ctx);
   duk_uarridx_t found = 0;
   for (int i = begin; i < end; ++i) {
+    if ((i & 255) == 0) checkRunaway(ctx);
     if (!selector->matches(*state.nodes[i].element)) continue;
     pushElement(ctx, state, i);
     if (firstOnly) return 1;
@@ -256,6 +300,7 @@ duk_ret_t pushByTagName(duk_context* ctx, int begin, int end) {
   duk_push_array(ctx);
   duk_uarridx_t found = 0;
   for (int i = begin; i < end; ++i) {
+    if ((i & 255) == 0) checkRunaway(ctx);
     if (tag != "*" && state.nodes[i].element->tagName != tag) continue;
     pushElement(ctx, state, i);
     duk_put_prop_index(ctx, -2, found++);
@@ -377,6 +422,7 @@ duk_ret_t documentGetElementById(duk_context* ctx) {
   const ScriptState& state = stateOf(ctx);
   std::string id = stringArgument(ctx, 0);
   for (size_t i = 0; i < state.nodes.size(); ++i) {
+    if ((i & 255) == 0) checkRunaway(ctx);
     if (state.nodes[i].element->attribute("id") == id) {
       pushElement(ctx, state, static_cast<int>(i));
       return 1;
@@ -419,6 +465,18 @@ duk_ret_t windowGetter(duk_context* ctx) {
 }
 
 duk_ret_t consoleLog(duk_context* ctx) {
+  // The line is one copy out of the heap: all of it counts against the memory limit.
+  size_t length = 0;
+  for (duk_idx_t i = 0, n = duk_get_top(ctx); i < n; ++i) {
+    duk_size_t part = 0;
+    duk_to_lstring(ctx, i, &part);
+    length += part + 1;
+  }
+  ScriptState& state = stateOf(ctx);
+  if (length > state.memoryLeft()) {
+    state.allocationRefused = true;
+    return duk_error(ctx, DUK_ERR_RANGE_ERROR, "alloc failed");
+  }
   std::string line = "WKWebView console:";
   for (duk_idx_t i = 0, n = duk_get_top(ctx); i < n; ++i) line += " " + stringArgument(ctx, i);
   NSLog(line);
@@ -565,10 +623,28 @@ duk_ret_t installDocument(duk_context* ctx, void* udata) {
 
 // ---- Results
 
-/// Converts the value at `idx`; false when it holds something JSON cannot.
-bool convert(duk_context* ctx, duk_idx_t idx, nlohmann::json& out, std::vector<void*>& path) {
+/// The walk through a result: the objects above the current one (for cycles), and the room
+/// its copy outside the heap may take, which the memory limit bounds too.
+struct Conversion {
+  std::vector<void*> path;
+  size_t room = 0;
+  bool tooLarge = false;
+
+  bool take(size_t bytes) {
+    if (bytes > room) {
+      tooLarge = true;
+      return false;
+    }
+    room -= bytes;
+    return true;
+  }
+};
+
+/// Converts the value at `idx`; false when it holds something JSON cannot, or too much.
+bool convert(duk_context* ctx, duk_idx_t idx, nlohmann::json& out, Conversion& walk) {
   idx = duk_normalize_index(ctx, idx);
   duk_require_stack(ctx, 8);
+  if (!walk.take(sizeof(nlohmann::json))) return false;
   switch (duk_get_type(ctx, idx)) {
     case DUK_TYPE_UNDEFINED:
     case DUK_TYPE_NULL: out = nullptr; return true;
@@ -586,6 +662,7 @@ bool convert(duk_context* ctx, duk_idx_t idx, nlohmann::json& out, std::vector<v
       if (duk_is_symbol(ctx, idx)) return false;
       duk_size_t length = 0;
       const char* text = duk_get_lstring(ctx, idx, &length);
+      if (!walk.take(length)) return false;
       out = std::string(text, length);
       return true;
     }
@@ -594,6 +671,7 @@ bool convert(duk_context* ctx, duk_idx_t idx, nlohmann::json& out, std::vector<v
   }
   if (duk_is_function(ctx, idx) || duk_is_thread(ctx, idx) || duk_is_buffer_data(ctx, idx)) return false;
   void* self = duk_get_heapptr(ctx, idx);
+  auto& path = walk.path;
   if (path.size() >= kMaxResultDepth || std::find(path.begin(), path.end(), self) != path.end()) return false;
   path.push_back(self);
   bool ok = true;
@@ -603,7 +681,8 @@ bool convert(duk_context* ctx, duk_idx_t idx, nlohmann::json& out, std::vector<v
     for (duk_size_t i = 0; ok && i < length; ++i) {
       duk_get_prop_index(ctx, idx, static_cast<duk_uarridx_t>(i));
       nlohmann::json element;
-      ok = convert(ctx, -1, element, path);
+      if ((i & 1023) == 0) checkRunaway(ctx);
+      ok = convert(ctx, -1, element, walk);
       out.push_back(std::move(element));
       duk_pop(ctx);
     }
@@ -614,7 +693,7 @@ bool convert(duk_context* ctx, duk_idx_t idx, nlohmann::json& out, std::vector<v
       if (!duk_is_undefined(ctx, -1)) {
         std::string key = stringArgument(ctx, -2);
         nlohmann::json member;
-        ok = convert(ctx, -1, member, path);
+        ok = walk.take(key.size()) && convert(ctx, -1, member, walk);
         out[key] = std::move(member);
       }
       duk_pop_2(ctx);
@@ -629,6 +708,7 @@ struct Evaluation {
   std::string_view script;
   std::optional<nlohmann::json> value;
   bool unsupported = false;
+  bool tooLarge = false;
 };
 
 /// Runs the script and converts its value; inside a safe call, so that getters the conversion
@@ -638,11 +718,13 @@ duk_ret_t evaluateUnsafe(duk_context* ctx, void* udata) {
   duk_eval_lstring(ctx, evaluation.script.data(), evaluation.script.size());
   if (!duk_is_undefined(ctx, -1)) {
     nlohmann::json value;
-    std::vector<void*> path;
-    if (convert(ctx, -1, value, path)) {
+    Conversion walk;
+    walk.room = stateOf(ctx).memoryLeft();
+    if (convert(ctx, -1, value, walk)) {
       evaluation.value = std::move(value);
     } else {
-      evaluation.unsupported = true;
+      evaluation.unsupported = !walk.tooLarge;
+      evaluation.tooLarge = walk.tooLarge;
     }
   }
   return 0;
@@ -653,6 +735,7 @@ struct ThrownValue {
   std::optional<long> line;
 };
 
+/// Runs armed: a getter or toString of the page's may loop or allocate without end.
 duk_ret_t describeThrownValue(duk_context* ctx, void* udata) {
   auto& thrown = *static_cast<ThrownValue*>(udata);
   if (duk_is_error(ctx, 0)) {
@@ -661,7 +744,16 @@ duk_ret_t describeThrownValue(duk_context* ctx, void* udata) {
     duk_pop(ctx);
   }
   duk_dup(ctx, 0);
-  thrown.message = duk_safe_to_string(ctx, -1);
+  duk_size_t length = 0;
+  const char* text = duk_safe_to_lstring(ctx, -1, &length);
+  if (length > kMaxMessageBytes) {
+    length = kMaxMessageBytes;
+    while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;  // whole characters
+    thrown.message.assign(text, length);
+    thrown.message += "...";
+  } else {
+    thrown.message.assign(text, length);
+  }
   return 0;
 }
 
@@ -701,8 +793,18 @@ struct WebScriptContext::Impl : ScriptState {
       ArmedGuards guards(*this);
       rc = duk_safe_call(ctx, evaluateUnsafe, &evaluation, 0, 1);
     }
+    const bool ranOutOfTime = timedOut;
+    const bool ranOutOfMemory = allocationRefused || evaluation.tooLarge;
     if (rc == DUK_EXEC_SUCCESS) {
       duk_pop(ctx);
+      if (evaluation.tooLarge) {
+        return {std::nullopt, NSError::errorWithDomain(WKErrorDomain, WKErrorJavaScriptExceptionOccurred,
+                                                       "A JavaScript exception occurred: the result does not fit in "
+                                                       "what is left of the page's " +
+                                                           formatNumber(static_cast<double>(limits.memoryBytes) /
+                                                                        (1 << 20)) +
+                                                           " MiB of script memory")};
+      }
       if (evaluation.unsupported) {
         return {std::nullopt, NSError::errorWithDomain(WKErrorDomain, WKErrorJavaScriptResultTypeIsUnsupported,
                                                        "JavaScript execution returned a result of an unsupported type")};
@@ -710,15 +812,22 @@ struct WebScriptContext::Impl : ScriptState {
       return {std::move(evaluation.value), std::nullopt};
     }
     ThrownValue thrown;
-    if (duk_safe_call(ctx, describeThrownValue, &thrown, 1, 1) != DUK_EXEC_SUCCESS) {
+    duk_int_t described;
+    {
+      ArmedGuards guards(*this, std::min(limits.timeoutSeconds, kDescribeSeconds));
+      described = duk_safe_call(ctx, describeThrownValue, &thrown, 1, 1);
+    }
+    // A description cut short by either limit says nothing true about the thrown value.
+    if (described != DUK_EXEC_SUCCESS || timedOut || allocationRefused) {
+      thrown = {};
       thrown.message = "an exception that could not be described";
     }
     duk_pop(ctx);
     std::string description = "A JavaScript exception occurred: " + thrown.message;
-    if (timedOut) {
+    if (ranOutOfTime) {
       description = "A JavaScript exception occurred: the script ran longer than " +
                     formatNumber(limits.timeoutSeconds) + " s and was stopped (" + thrown.message + ")";
-    } else if (allocationRefused) {
+    } else if (ranOutOfMemory) {
       description = "A JavaScript exception occurred: the page ran out of its " +
                     formatNumber(static_cast<double>(limits.memoryBytes) / (1 << 20)) + " MiB of script memory (" +
                     thrown.message + ")";
@@ -770,11 +879,9 @@ WebScriptContext::WebScriptContext(std::shared_ptr<const WebPage> page, Limits l
     NSLog("WKWebView: the page's script environment could not be made");
     return;
   }
-  duk_int_t rc;
-  {
-    ArmedGuards guards(state);
-    rc = duk_safe_call(state.ctx, installDocument, &state, 0, 1);
-  }
+  // Building the document runs none of the page's code and takes as long as the page is
+  // large: the memory limit holds, the script time-out does not.
+  const duk_int_t rc = duk_safe_call(state.ctx, installDocument, &state, 0, 1);
   if (rc != DUK_EXEC_SUCCESS) {
     NSLog(std::string("WKWebView: the page's document could not be made: ") + duk_safe_to_string(state.ctx, -1));
     duk_pop(state.ctx);

@@ -98,7 +98,12 @@ NSErrorOrNil ZRConfigurationLoader::loadText(const std::string& text, const std:
     return reader.error(kDomain, 2);
   }
   if (c.logFile) {
-    if (auto error = ZRLogUtility::setOutputFile(*c.logFile)) return error;
+    // The file is the document's own mistake: it is refused like any other bad value.
+    if (auto error = ZRLogUtility::setOutputFile(*c.logFile)) {
+      reader.fail("$.logging.file", "a file that can be opened for appending (" + error->localizedDescription() + ")");
+      ZRLogUtility::addInternalErrorTag("configuration-invalid", {{"error", reader.errorMessage()}});
+      return reader.error(kDomain, 2);
+    }
   }
 
   auto settings = std::make_shared<ZRSessionSettings>();

@@ -20,9 +20,76 @@ const char* typeName(const nlohmann::json& v) {
   }
 }
 
+// Walks the text without building it and stops at the first array or object nested beyond
+// the limit, keeping its path. Syntax errors are left to the real parse.
+class DepthCheck final : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  explicit DepthCheck(std::size_t limit) : limit_(limit) {}
+
+  const std::optional<std::string>& tooDeep() const { return tooDeep_; }
+
+  bool null() override { return value(); }
+  bool boolean(bool) override { return value(); }
+  bool number_integer(number_integer_t) override { return value(); }
+  bool number_unsigned(number_unsigned_t) override { return value(); }
+  bool number_float(number_float_t, const string_t&) override { return value(); }
+  bool string(string_t&) override { return value(); }
+  bool binary(binary_t&) override { return value(); }
+  bool start_object(std::size_t) override { return open(false); }
+  bool key(string_t& name) override {
+    frames_.back().key = name;
+    return true;
+  }
+  bool end_object() override { return close(); }
+  bool start_array(std::size_t) override { return open(true); }
+  bool end_array() override { return close(); }
+  bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override { return false; }
+
+ private:
+  struct Frame {
+    bool array = false;
+    std::size_t next = 0;     // arrays: index of the next element
+    std::string key;          // objects: the member being read
+  };
+
+  bool value() {
+    if (!frames_.empty() && frames_.back().array) ++frames_.back().next;
+    return true;
+  }
+
+  bool open(bool array) {
+    value();
+    if (frames_.size() >= limit_) {
+      std::string path = "$";
+      for (const Frame& f : frames_) {
+        path += f.array ? ZRJSONReader::element("", f.next - 1) : ZRJSONReader::member("", f.key);
+      }
+      tooDeep_ = std::move(path);
+      return false;
+    }
+    frames_.push_back({array, 0, {}});
+    return true;
+  }
+
+  bool close() {
+    frames_.pop_back();
+    return true;
+  }
+
+  std::size_t limit_;
+  std::vector<Frame> frames_;
+  std::optional<std::string> tooDeep_;
+};
+
 }  // namespace
 
 nlohmann::json ZRJSONReader::parse(std::string_view text) {
+  DepthCheck depth(kMaxDepth);
+  nlohmann::json::sax_parse(text.begin(), text.end(), &depth, nlohmann::json::input_format_t::json, false);
+  if (depth.tooDeep()) {
+    fail(*depth.tooDeep(), "arrays and objects nested at most " + std::to_string(kMaxDepth) + " levels deep");
+    return nlohmann::json(nlohmann::json::value_t::discarded);
+  }
   // The library reports where the syntax breaks only through its exception; it stops here.
   try {
     return nlohmann::json::parse(text.begin(), text.end());

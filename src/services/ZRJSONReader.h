@@ -2,7 +2,12 @@
 // Reads configuration-style JSON strictly: every value is checked for its type, unknown keys are
 // refused, and the first problem is kept as one message that names the document, the JSON path
 // ("$.occlusion[2].screens") and what was expected there. Nothing throws.
+//
+// Depth: a document nested deeper than kMaxDepth arrays and objects is refused before it is
+// built, with the path of the first value too deep, so that hostile input cannot exhaust the
+// stack of the recursive readers that walk it.
 
+#include <cstddef>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -18,9 +23,13 @@ namespace zerva {
 
 class ZRJSONReader {
  public:
+  /// Arrays and objects nested deeper than this are refused (the outermost is level 1).
+  static constexpr std::size_t kMaxDepth = 512;
+
   explicit ZRJSONReader(std::string documentName) : document_(std::move(documentName)) {}
 
-  /// Parses text; on a syntax error records it and returns a discarded value.
+  /// Parses text; on a syntax error, or nesting beyond kMaxDepth, records it and returns a
+  /// discarded value.
   nlohmann::json parse(std::string_view text);
 
   bool ok() const { return error_.empty(); }

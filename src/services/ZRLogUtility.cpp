@@ -1,6 +1,8 @@
 #include "services/ZRLogUtility.h"
 
 #include <atomic>
+#include <cerrno>
+#include <cstring>
 #include <deque>
 #include <fstream>
 #include <memory>
@@ -93,9 +95,11 @@ void ZRLogUtility::setRecordCapacity(size_t capacity) {
 NSErrorOrNil ZRLogUtility::setOutputFile(const std::optional<std::string>& path) {
   std::unique_ptr<std::ofstream> file;
   if (path) {
+    errno = 0;
     file = std::make_unique<std::ofstream>(*path, std::ios::app);
     if (!*file) {
-      return NSError::errorWithDomain("ZervaLogError", 1, "Cannot open the log file " + *path + " for appending")
+      const std::string why = errno != 0 ? std::string(" (") + std::strerror(errno) + ")" : std::string();
+      return NSError::errorWithDomain("ZervaLogError", 1, "Cannot open the log file " + *path + " for appending" + why)
           .withUserInfo("path", *path);
     }
   }

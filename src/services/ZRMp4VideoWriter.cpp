@@ -14,6 +14,7 @@ extern "C" {
 #include <cstring>
 #include <mutex>
 
+#include "platform/NSLog.h"
 #include "platform/StringWithFormat.h"
 #include "services/ZRVideoRecorderErrors.h"
 
@@ -25,6 +26,10 @@ namespace {
 constexpr int kMaxSide = 8192;
 constexpr int kIOBufferSize = 64 * 1024;
 constexpr AVRational kTimeBase{1, 1000};
+// The MP4 muxer takes no step between two frames of 2^31 - 1 time-base units or more (about
+// 24.8 days at milliseconds): it would move the later frame to a millisecond after the earlier.
+// A longer gap is shortened to this, and every later frame moved back by as much.
+constexpr std::int64_t kMaxFrameGap = std::int64_t{24} * 24 * 3600 * 1000;
 
 struct AVDeleter {
   void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
@@ -77,10 +82,16 @@ struct ZRMp4VideoWriter::Impl {
   AVStream* stream = nullptr;
   std::unique_ptr<ZRVideoOutput> output;
   int outputErrno = 0;
+  // Where the output stands, and where its last whole fragment (or the header) ends: a failed
+  // write is cut back to there, so that no torn fragment stays at the end of the file.
+  std::int64_t position = 0;
+  std::int64_t wholeBytes = 0;
 
   std::int64_t bytesWritten = 0;
   std::int64_t framesEncoded = 0;
-  std::int64_t lastPts = -1;
+  std::int64_t lastPts = -1;         // on the video's time line
+  std::int64_t lastGivenPts = -1;    // as the caller gave it
+  std::int64_t shortenedBy = 0;      // what gaps beyond kMaxFrameGap took out of the time line
   NSErrorOrNil failure;
   bool finished = false;
 
@@ -96,6 +107,7 @@ struct ZRMp4VideoWriter::Impl {
       return AVERROR(err);
     }
     self->bytesWritten += size;
+    self->position += size;
     return size;
   }
 
@@ -103,7 +115,9 @@ struct ZRMp4VideoWriter::Impl {
     auto* self = static_cast<Impl*>(opaque);
     if (whence & AVSEEK_SIZE) return AVERROR(ENOSYS);
     const std::int64_t at = self->output->seek(offset, whence & ~AVSEEK_FORCE);
-    return at < 0 ? AVERROR(static_cast<int>(-at)) : at;
+    if (at < 0) return AVERROR(static_cast<int>(-at));
+    self->position = at;
+    return at;
   }
 
   // The error of a failed muxer call: the output's own when it was the cause.
@@ -125,13 +139,15 @@ struct ZRMp4VideoWriter::Impl {
     // Hand a finished fragment to the file at once, so that a killed process leaves it behind.
     avio_flush(io);
     if (outputErrno != 0) return outputError(outputErrno, path());
+    // The muxer writes a fragment whole, so everything out so far ends on a fragment boundary.
+    wholeBytes = position;
     return std::nullopt;
   }
 
   NSErrorOrNil takePacket(AVPacket* packet) {
     NSErrorOrNil error;
     if (holding) {
-      held->duration = std::max<std::int64_t>(1, packet->dts - held->dts);
+      held->duration = std::clamp<std::int64_t>(packet->dts - held->dts, 1, kMaxFrameGap);
       error = writeHeld();
     }
     av_packet_move_ref(held.get(), packet);
@@ -153,6 +169,20 @@ struct ZRMp4VideoWriter::Impl {
 
   void fail(const NSError& error) {
     if (!failure) failure = error;
+    cutToWholeFragment();
+  }
+
+  // A write that failed part-way (a full disk takes what fits) leaves a torn fragment, which
+  // players read as invalid data: the file goes back to its last whole fragment.
+  void cutToWholeFragment() {
+    // A failed write may have left part of its bytes: the position no longer tells.
+    if (!output || (position == wholeBytes && outputErrno == 0)) return;
+    if (const int err = output->truncate(wholeBytes); err != 0) {
+      NSLog(stringWithFormat("Zerva: ZRMp4VideoWriter: could not cut \"%@\" back to its last whole fragment: %s",
+                             path(), std::strerror(err)));
+      return;
+    }
+    position = wholeBytes;
   }
 
   void releaseFile() {
@@ -296,7 +326,11 @@ NSErrorOrNil ZRMp4VideoWriter::startFile(std::unique_ptr<ZRVideoOutput> output) 
     return d.failure;
   }
   avio_flush(d.io);
-  if (d.outputErrno != 0) d.fail(outputError(d.outputErrno, d.path()));
+  if (d.outputErrno != 0) {
+    d.fail(outputError(d.outputErrno, d.path()));
+  } else {
+    d.wholeBytes = d.position;
+  }
   return d.failure;
 }
 
@@ -316,12 +350,18 @@ NSErrorOrNil ZRMp4VideoWriter::encodeFrame(const ZRBGRAFrame& source, double sec
     return ZRVideoRecorderError(ZRVideoRecorderErrorFrameRefused,
                                 stringWithFormat("The frame time %g is not a time on the recording.", seconds));
   }
-  const std::int64_t pts = presentationTimeMs(seconds);
-  if (pts <= d.lastPts) {
+  const std::int64_t given = presentationTimeMs(seconds);
+  if (given <= d.lastGivenPts) {
     return ZRVideoRecorderError(
         ZRVideoRecorderErrorFrameRefused,
         stringWithFormat("The frame time %.3f s is not after the previous frame's (%.3f s).", seconds,
-                         static_cast<double>(d.lastPts) / 1000.0));
+                         static_cast<double>(d.lastGivenPts) / 1000.0));
+  }
+  std::int64_t pts = given - d.shortenedBy;
+  std::int64_t shortening = 0;
+  if (d.lastPts >= 0 && pts - d.lastPts > kMaxFrameGap) {
+    shortening = pts - d.lastPts - kMaxFrameGap;
+    pts = d.lastPts + kMaxFrameGap;
   }
 
   AVFrame* f = d.frame.get();
@@ -350,6 +390,14 @@ NSErrorOrNil ZRMp4VideoWriter::encodeFrame(const ZRBGRAFrame& source, double sec
                                 "The H.264 encoder refused a frame: " + avErrorText(sent) + ".", d.path());
   }
   d.lastPts = pts;
+  d.lastGivenPts = given;
+  if (shortening > 0) {
+    d.shortenedBy += shortening;
+    NSLog(stringWithFormat("Zerva: ZRMp4VideoWriter: a gap of %.0f s between two frames is shortened to %.0f s; "
+                           "later frames move back by as much.",
+                           static_cast<double>(shortening + kMaxFrameGap) / 1000.0,
+                           static_cast<double>(kMaxFrameGap) / 1000.0));
+  }
   ++d.framesEncoded;
   if (NSErrorOrNil error = d.drainEncoder()) {
     d.fail(*error);
@@ -374,6 +422,7 @@ NSErrorOrNil ZRMp4VideoWriter::finish() {
       avio_flush(d.io);
       if (ret < 0) error = d.muxError(ret, "index");
       else if (d.outputErrno != 0) error = outputError(d.outputErrno, d.path());
+      else d.wholeBytes = d.position;
     }
     if (error) d.fail(*error);
   }

@@ -10,6 +10,12 @@
 // Time: each frame keeps its own presentation time, in milliseconds (time base 1/1000, and the
 // MP4 track's timescale is 1000 too). A frame's duration is the gap to the next frame, so the
 // writer holds one encoded frame back until the next arrives; the last frame lasts 1/frameRate.
+// The MP4 muxer takes no step of 2^31 ms (about 24.8 days) or more between frames: a gap longer
+// than 24 days is shortened to 24 days, and every later frame moves back by as much, so the
+// recording goes on and keeps every frame, with their spacing after the gap.
+//
+// Full disk: a write that fails part-way is cut back to the last whole fragment, so the file
+// ends on a box boundary and decodes without errors up to there.
 //
 // Odd sizes: H.264 in 4:2:0 needs even sides. An odd width or height is padded by one pixel,
 // repeating the last column or row; encodedWidth()/encodedHeight() say what the video has.
@@ -70,7 +76,8 @@ class ZRMp4VideoWriter {
   std::int64_t framesEncoded() const;
   /// Bytes handed to the output so far.
   std::int64_t bytesWritten() const;
-  /// Presentation time, in milliseconds, of the last frame accepted; -1 before the first.
+  /// Presentation time in the video, in milliseconds, of the last frame accepted; -1 before
+  /// the first. Less than the frame's own time after a gap was shortened.
   std::int64_t lastPresentationTimeMs() const;
 
   /// Milliseconds on the video's time line for a time in seconds.

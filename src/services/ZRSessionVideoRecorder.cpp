@@ -36,17 +36,26 @@ std::string recordingFileName(int attempt) {
                           attempt > 0 ? stringWithFormat("-%d", attempt) : std::string());
 }
 
+NSError folderNotWritable(int err, const std::string& folder) {
+  return ZRVideoRecorderError(ZRVideoRecorderErrorFolderNotWritable,
+                              "The recordings folder \"" + folder + "\" is not writable (" + std::strerror(err) + ").",
+                              folder);
+}
+
+// Why no file could be made in `folder`: what the folder itself is, first, then the errno.
 NSError fileCreationError(int err, const std::string& folder, const std::string& path) {
+  if (err == 0) err = EIO;  // a factory that failed without saying why
+  std::error_code ec;
+  const bool isFolder = fs::is_directory(folder, ec);
   switch (err) {
     case EACCES:
     case EPERM:
     case EROFS:
-      return ZRVideoRecorderError(ZRVideoRecorderErrorFolderNotWritable,
-                                  "The recordings folder \"" + folder + "\" is not writable (" + std::strerror(err) +
-                                      ").",
-                                  folder);
+      return folderNotWritable(err, folder);
     case ENOENT:
     case ENOTDIR:
+      // An existing folder that answers so refuses new files; only a gone one is missing.
+      if (isFolder) return folderNotWritable(err, folder);
       return ZRVideoRecorderError(ZRVideoRecorderErrorFolderMissing,
                                   "The recordings folder \"" + folder + "\" does not exist.", folder);
     case ENOSPC:
@@ -166,10 +175,17 @@ NSErrorOrNil ZRSessionVideoRecorder::openRecordingOnWriter(const ZRSessionVideoS
   std::unique_ptr<ZRMp4VideoWriter> writer = ZRMp4VideoWriter::create(config, &error);
   if (!writer) return error;
 
-  std::error_code ec;
-  if (folderIsDefault) fs::create_directories(folder, ec);
+  std::error_code ec, made;
+  if (folderIsDefault) fs::create_directories(folder, made);
   const fs::file_status status = fs::status(folder, ec);
+  if (ec && ec != std::errc::no_such_file_or_directory && ec != std::errc::not_a_directory) {
+    // It may well exist: a folder on the way that cannot be searched hides it.
+    return folderNotWritable(ec.value(), folder);
+  }
   if (!fs::exists(status)) {
+    if (made && made != std::errc::no_such_file_or_directory && made != std::errc::not_a_directory) {
+      return fileCreationError(made.value(), folder, folder);
+    }
     return ZRVideoRecorderError(ZRVideoRecorderErrorFolderMissing,
                                 "The recordings folder \"" + folder + "\" does not exist.", folder);
   }

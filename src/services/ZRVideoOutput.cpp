@@ -35,6 +35,11 @@ class FileOutput final : public ZRVideoOutput {
     return at < 0 ? -errno : at;
   }
 
+  int truncate(std::int64_t size) override {
+    if (::ftruncate(fd_, static_cast<off_t>(size)) != 0) return errno;
+    return ::lseek(fd_, static_cast<off_t>(size), SEEK_SET) < 0 ? errno : 0;
+  }
+
   int close() override {
     if (fd_ < 0) return EBADF;
     const int rc = ::close(fd_);

@@ -55,6 +55,21 @@ TEST(RectString, ReadsLooseSpacingAndRefusesEverythingElse) {
   }
 }
 
+TEST(RectString, NumbersOutsideTheWrittenFormGiveTheZeroRectangle) {
+  // Each of these once read as a rectangle with a NaN, an infinity, -1 or a silent 0 in it.
+  for (const char* bad : {"{{nan, 2}, {3, 4}}", "{{1, NaN}, {3, 4}}", "{{1, 2}, {inf, 4}}", "{{1, 2}, {3, -infinity}}",
+                          "{{+-1, 2}, {3, 4}}", "{{1, +-2}, {3, 4}}", "{{1e999, 2}, {3, 4}}", "{{1, -1e400}, {3, 4}}",
+                          "{{1, 2}, {1e-400, 4}}", "{{0x10, 2}, {3, 4}}", "{{1, 2}, {3, ++4}}", "{{1, 2}, {3, -}}"}) {
+    const CGRect r = CGRectFromString(bad);
+    EXPECT_EQ(std::memcmp(&r, &CGRectZero, sizeof r), 0) << '"' << bad << "\" read as " << NSStringFromCGRect(r);
+  }
+  EXPECT_EQ(CGPointFromString("{nan, 1}"), CGPointZero);
+  EXPECT_EQ(CGSizeFromString("{1, +-1}"), CGSizeZero);
+  // The null rectangle writes as infinities, which do not read back as a rectangle.
+  EXPECT_EQ(CGRectFromString(NSStringFromCGRect(CGRectNull)), CGRectZero);
+  EXPECT_EQ(CGRectFromString("{{-1.5, .5}, {+3, 1e308}}"), CGRectMake(-1.5, 0.5, 3, 1e308));
+}
+
 TEST(RectHelpers, NullEmptyUnionIntersectionAndContainment) {
   EXPECT_TRUE(CGRectIsNull(CGRectNull));
   EXPECT_TRUE(CGRectIsEmpty(CGRectNull));

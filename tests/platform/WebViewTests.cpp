@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
+#include <chrono>
 #include <thread>
 
 #include "platform/NSLog.h"
@@ -250,6 +253,82 @@ TEST(WebViewScript, RunawayScriptsAreStoppedAndThePageLivesOn) {
       << e.error->localizedDescription();
 
   EXPECT_EQ(evaluate(view, "ready()").result, json("ready"));
+}
+
+// Real seconds an evaluation took: the guards promise an upper bound, and a broken guard shows
+// as minutes (or no end), so a generous bound does not flake.
+double secondsToEvaluate(const std::shared_ptr<WKWebView>& view, const std::string& script, Evaluated* out) {
+  const auto start = std::chrono::steady_clock::now();
+  *out = evaluate(view, script);
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+TEST(WebViewScript, TheTimeOutHoldsInsideNativeCallsAndWhileAnErrorIsDescribed) {
+  std::string body;
+  for (int i = 0; i < 20000; ++i) body += std::string(i ? "," : "") + R"({"tag": "div", "frame": [0, 0, 10, 10]})";
+  auto view = webViewWithPage(R"({"body": [)" + body + "]}");
+  view->setScriptTimeout(60);  // one query is quick, even under the sanitizers
+  EXPECT_EQ(evaluate(view, "document.querySelectorAll('div').length").result, json(20000));
+  view->setScriptTimeout(0.05);
+
+  const char* const runaways[] = {
+      // Nearly all the time goes into native calls, few bytecode instructions between them.
+      "for (;;) document.querySelectorAll('p.none');",
+      "for (;;) document.getElementById('none');",
+      "var a = []; for (var i = 0; i < 200000; i++) a.push('ab'); for (;;) a.join(',');",
+      // The thrown value's own code runs while it is turned into a message.
+      "throw {toString: function () { for (;;) {} }};",
+      "var e = new Error('x'); Object.defineProperty(e, 'lineNumber', {get: function () { for (;;) {} }}); throw e;",
+      "var e = new Error('x'); Object.defineProperty(e, 'message', {get: function () { for (;;) {} }}); throw e;",
+      "throw {toString: function () { var s = 'x'; for (;;) s += s; }};",
+  };
+  for (const char* script : runaways) {
+    Evaluated e;
+    EXPECT_LT(secondsToEvaluate(view, script, &e), 5.0) << script;
+    ASSERT_TRUE(e.error) << script;
+    EXPECT_EQ(e.error->code(), WKErrorJavaScriptExceptionOccurred) << script;
+  }
+  Evaluated e;
+  secondsToEvaluate(view, "throw {toString: function () { for (;;) {} }};", &e);
+  EXPECT_EQ(e.error->userInfo().at(WKJavaScriptExceptionMessageErrorKey), "an exception that could not be described");
+  // A message of any length comes back cut.
+  e = evaluate(view, "throw 'y'.repeat(100000);");
+  EXPECT_LE(e.error->userInfo().at(WKJavaScriptExceptionMessageErrorKey).size(), 2003u);
+  EXPECT_EQ(evaluate(view, "1 + 1").result, json(2));
+}
+
+TEST(WebViewScript, TheMemoryLimitCountsWhatTheHeapReallyGrowsBy) {
+  // Copies out of the heap count as well: a log line, the result.
+  auto view = webViewWithPage("{}");
+  view->setScriptMemoryLimit(size_t{4} << 20);
+  EXPECT_FALSE(evaluate(view, "var s = 'x'.repeat(1500000); s.length").error);
+  for (const char* script : {"console.log(s, s, s);", "[s, s, s]"}) {
+    NSLogCapture log;
+    Evaluated e = evaluate(view, script);
+    ASSERT_TRUE(e.error) << script;
+    EXPECT_NE(e.error->localizedDescription().find("4 MiB of script memory"), std::string::npos)
+        << e.error->localizedDescription();
+    EXPECT_EQ(log.count("WKWebView console"), 0u);
+  }
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizers' allocators keep their own books";
+#else
+  // A stream of small objects: what malloc holds grows by no more than the limit.
+  constexpr size_t kLimit = size_t{32} << 20;
+  auto objects = webViewWithPage("{}");
+  objects->setScriptMemoryLimit(kLimit);
+  const struct mallinfo2 before = mallinfo2();
+  Evaluated e = evaluate(objects, "var kept = []; for (;;) kept.push({a: 1});");
+  const struct mallinfo2 after = mallinfo2();
+  ASSERT_TRUE(e.error);
+  EXPECT_NE(e.error->localizedDescription().find("32 MiB of script memory"), std::string::npos);
+  const double grownMiB = (static_cast<double>(after.uordblks + after.hblkhd) -
+                           static_cast<double>(before.uordblks + before.hblkhd)) / (1 << 20);
+  EXPECT_LT(grownMiB, 32.5);
+  EXPECT_GT(grownMiB, 24.0);  // the limit answered near itself, not far below
+  RecordProperty("heapGrowthMiBFor32MiBLimit", std::to_string(grownMiB));
+#endif
 }
 
 TEST(WebViewScript, AViewGoneBeforeItsTurnReportsInvalidation) {

@@ -46,6 +46,16 @@ TEST(SceneLoader, ReadsAValidSceneInTimeOrder) {
   EXPECT_EQ(s->screens.at("Home").view.children[0].alignment, NSTextAlignmentCenter);
 }
 
+TEST(SceneLoader, ThousandsOfLevelsOfViewsAreRefusedWithTheirPathNotACrash) {
+  std::string views;
+  for (int i = 0; i < 3000; ++i) views += R"({"type": "view", "children": [)";
+  views += R"({"type": "view"})";
+  for (int i = 0; i < 3000; ++i) views += "]}";
+  const std::string error = errorOf(scene(views));
+  EXPECT_EQ(error.rfind("app.json: $.app.screens.Home.view.children[0].children[0]", 0), 0u) << error.substr(0, 100);
+  EXPECT_NE(error.find("expected arrays and objects nested at most 512 levels deep"), std::string::npos);
+}
+
 TEST(SceneLoader, EveryKindOfBadInputNamesThePathAndWhatWasExpected) {
   const std::pair<std::string, std::string> cases[] = {
       {scene(R"({"type": "view", "colour": "#FFFFFF"})"), "app.json: $.app.screens.Home.view.colour: expected no such key"},

@@ -126,6 +126,22 @@ TEST(WebViewOcclusionScript, LeavesOutWhatIsNotShownOrHasNoArea) {
   EXPECT_EQ(evaluate(view, "occludeZervaElements(true)").result, json::parse("[[0, 450, 100, 30], [0, 500, 100, 30]]"));
 }
 
+TEST(WebViewOcclusionScript, EditableElementsAreTextInputWhenEveryTextInputIsAsked) {
+  auto view = webViewWithPage(R"([
+    {"tag": "div", "attributes": {"contenteditable": ""}, "frame": [0, 0, 300, 100], "children": [
+      {"tag": "p", "attributes": {"contenteditable": "true"}, "frame": [0, 0, 300, 20]}]},
+    {"tag": "div", "attributes": {"contenteditable": "TRUE"}, "frame": [0, 110, 300, 40]},
+    {"tag": "div", "attributes": {"contenteditable": "plaintext-only"}, "frame": [0, 160, 300, 40]},
+    {"tag": "div", "attributes": {"contenteditable": "false"}, "frame": [0, 210, 300, 40]},
+    {"tag": "div", "attributes": {"contenteditable": ""}, "display": "none", "frame": [0, 260, 300, 40]}
+  ])",
+                              false);
+  EXPECT_EQ(evaluate(view, wholeScript(false)).result, json::array());
+  // The editor once, by its outermost element; "false" and hidden editors not at all.
+  EXPECT_EQ(evaluate(view, "occludeZervaElements(true)").result,
+            json::parse("[[0, 0, 300, 100], [0, 110, 300, 40], [0, 160, 300, 40]]"));
+}
+
 TEST(WebViewOcclusionScript, APageWithNothingSensitiveAnswersAnEmptyArray) {
   auto view = webViewWithPage(R"([{"tag": "p", "text": "Hello", "frame": [0, 0, 100, 20]}])", false);
   EXPECT_EQ(evaluate(view, wholeScript(true)).result, json::array());

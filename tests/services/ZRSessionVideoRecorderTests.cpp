@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cmath>
+#include <cstring>
+#include <fstream>
 #include <limits>
 
 #include "support/RecorderTestSupport.h"
@@ -231,16 +233,22 @@ TEST_F(RecorderTest, SecondStartIsRefusedAndTheFirstRecordingIsUntouched) {
   EXPECT_EQ(probeVideo(file->url().path()).framePtsMs.size(), 2u);
 }
 
-// Stands in for a device that fills up after a number of bytes.
+// Stands in for a device that fills up after a number of bytes. Like a real disk it takes what
+// fits of the write that overflows it, then answers ENOSPC.
 class FillingOutput final : public ZRVideoOutput {
  public:
   FillingOutput(std::unique_ptr<ZRVideoOutput> file, std::size_t room) : file_(std::move(file)), room_(room) {}
   int write(const std::uint8_t* data, std::size_t size) override {
-    if (size > room_) return ENOSPC;
+    if (size > room_) {
+      if (room_ > 0) file_->write(data, room_);
+      room_ = 0;
+      return ENOSPC;
+    }
     room_ -= size;
     return file_->write(data, size);
   }
   std::int64_t seek(std::int64_t offset, int whence) override { return file_->seek(offset, whence); }
+  int truncate(std::int64_t size) override { return file_->truncate(size); }
   int close() override { return file_->close(); }
   const std::string& path() const override { return file_->path(); }
 
@@ -249,14 +257,64 @@ class FillingOutput final : public ZRVideoOutput {
   std::size_t room_;
 };
 
-TEST_F(RecorderTest, AFullDiskFailsTheRecordingWithAClearErrorAndNoCrash) {
-  auto fillAfter = [](std::size_t room) {
-    return [room](const std::string& path, int* err) -> std::unique_ptr<ZRVideoOutput> {
-      auto file = ZRVideoOutputCreateFile(path, err);
-      if (!file) return nullptr;
-      return std::make_unique<FillingOutput>(std::move(file), room);
-    };
+ZRSessionVideoRecorder::OutputFactory fillAfter(std::size_t room) {
+  return [room](const std::string& path, int* err) -> std::unique_ptr<ZRVideoOutput> {
+    auto file = ZRVideoOutputCreateFile(path, err);
+    if (!file) return nullptr;
+    return std::make_unique<FillingOutput>(std::move(file), room);
   };
+}
+
+// Noisy frames, so that each fragment needs real room.
+std::shared_ptr<UIImage> noisyImage(int seed) {
+  UIGraphicsImageRendererFormat format;
+  format.setOpaque(true);
+  return UIGraphicsImageRenderer(kFrame, format).imageWithActions([&](UIGraphicsImageRendererContext& ctx) {
+    for (int y = 0; y < 288; y += 8) {
+      for (int x = 0; x < 160; x += 8) {
+        const double v = ((x * 7 + y * 13 + seed * 29) % 97) / 97.0;
+        CGContextSetRGBFillColor(ctx.CGContext(), v, 1 - v, (v * 3) - std::floor(v * 3), 1);
+        CGContextFillRect(ctx.CGContext(), CGRectMake(x, y, 8, 8));
+      }
+    }
+  });
+}
+
+// The MP4's top-level boxes, in order; empty when they do not tile the file exactly.
+std::vector<std::string> topLevelBoxes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::vector<std::string> boxes;
+  std::size_t at = 0;
+  auto be = [&](std::size_t from, int n) {
+    std::uint64_t v = 0;
+    for (int i = 0; i < n; ++i) v = (v << 8) | static_cast<std::uint8_t>(bytes[from + i]);
+    return v;
+  };
+  while (at < bytes.size()) {
+    if (bytes.size() - at < 8) return {};
+    std::uint64_t size = be(at, 4);
+    if (size == 1 && bytes.size() - at >= 16) size = be(at + 8, 8);
+    if (size < 8 || size > bytes.size() - at) return {};
+    boxes.emplace_back(bytes.data() + at + 4, 4);
+    at += size;
+  }
+  return boxes;
+}
+
+// What FFmpeg complains about while decoding the whole file.
+std::string decodeComplaints(const std::string& path) {
+  std::string out;
+  if (FILE* pipe = popen(("ffmpeg -v error -i '" + path + "' -f null - 2>&1").c_str(), "r")) {
+    char buffer[4096];
+    std::size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+    pclose(pipe);
+  }
+  return out;
+}
+
+TEST_F(RecorderTest, AFullDiskFailsTheRecordingWithAClearErrorAndNoCrash) {
 
   // No room even for the file: the start fails and leaves nothing behind.
   recorder_->setOutputFactory([](const std::string&, int* err) -> std::unique_ptr<ZRVideoOutput> {
@@ -273,21 +331,7 @@ TEST_F(RecorderTest, AFullDiskFailsTheRecordingWithAClearErrorAndNoCrash) {
   recorder_->setOutputFactory(fillAfter(4096));
   ASSERT_TRUE(start(settingsForFrameSize(kFrame)).success);
   std::vector<std::future<bool>> results;
-  for (int i = 0; i < 40; ++i) {
-    // Noisy frames so that each fragment needs real room.
-    UIGraphicsImageRendererFormat format;
-    format.setOpaque(true);
-    auto image = UIGraphicsImageRenderer(kFrame, format).imageWithActions([&](UIGraphicsImageRendererContext& ctx) {
-      for (int y = 0; y < 288; y += 8) {
-        for (int x = 0; x < 160; x += 8) {
-          const double v = ((x * 7 + y * 13 + i * 29) % 97) / 97.0;
-          CGContextSetRGBFillColor(ctx.CGContext(), v, 1 - v, (v * 3) - std::floor(v * 3), 1);
-          CGContextFillRect(ctx.CGContext(), CGRectMake(x, y, 8, 8));
-        }
-      }
-    });
-    results.push_back(append(image, i * 0.1));
-  }
+  for (int i = 0; i < 40; ++i) results.push_back(append(noisyImage(i), i * 0.1));
   int failed = 0, succeededAfterFailure = 0;
   for (auto& r : results) {
     if (!r.get()) ++failed;
@@ -304,6 +348,117 @@ TEST_F(RecorderTest, AFullDiskFailsTheRecordingWithAClearErrorAndNoCrash) {
   EXPECT_FALSE(recorder_->hasRecordingStarted());
   ASSERT_TRUE(stopped.file);
   EXPECT_TRUE(stopped.file->fileExists());  // what made it to disk stays for the caller to judge
+}
+
+TEST_F(RecorderTest, ADiskThatFillsMidFragmentLeavesOnlyWholeFragments) {
+  auto record = [&] {
+    std::vector<std::future<bool>> results;
+    for (int i = 0; i < 60; ++i) results.push_back(append(noisyImage(i), i * 0.1));
+    std::size_t accepted = 0;
+    for (auto& r : results) accepted += r.get() ? 1 : 0;
+    return accepted;
+  };
+  ASSERT_TRUE(start(settingsForFrameSize(kFrame)).success);
+  ASSERT_EQ(record(), 60u);
+  const StopResult whole = stop();
+  ASSERT_FALSE(whole.error);
+  const std::size_t fullSize = std::filesystem::file_size(whole.file->url().path());
+  std::filesystem::remove(whole.file->url().path());
+
+  // Room for the header and some fragments; the write that overflows lands part-way.
+  for (std::size_t room : {fullSize * 3 / 10, fullSize / 2, fullSize * 8 / 10}) {
+    recorder_->setOutputFactory(fillAfter(room));
+    ASSERT_TRUE(start(settingsForFrameSize(kFrame)).success);
+    const std::size_t accepted = record();
+    const StopResult stopped = stop();
+    ASSERT_TRUE(stopped.error) << room;
+    EXPECT_EQ(stopped.error->code(), ZRVideoRecorderErrorDiskFull);
+    const std::string path = stopped.file->url().path();
+    EXPECT_LT(std::filesystem::file_size(path), room);
+
+    const std::vector<std::string> boxes = topLevelBoxes(path);
+    ASSERT_FALSE(boxes.empty()) << room << ": the file does not end on a box boundary";
+    EXPECT_EQ(boxes.back(), "mdat") << room;
+    EXPECT_EQ(decodeComplaints(path), "") << room;
+    const ProbedVideo video = probeVideo(path);
+    ASSERT_GT(video.framePtsMs.size(), 0u) << room;
+    EXPECT_LT(video.framePtsMs.size(), accepted) << room;  // what was still in memory is lost
+    for (std::size_t i = 0; i < video.framePtsMs.size(); ++i) {
+      EXPECT_EQ(video.framePtsMs[i], static_cast<std::int64_t>(i) * 100) << room;
+    }
+    std::filesystem::remove(path);
+  }
+}
+
+TEST_F(RecorderTest, AGapOfMillionsOfSecondsKeepsEveryFrame) {
+  // Beyond what one MP4 step can be (2^31 ms): the gap is shortened to 24 days, and the frames
+  // after it keep their spacing.
+  ASSERT_TRUE(start(settingsForFrameSize(kFrame)).success);
+  const std::vector<double> times = {0.0, 0.1, 3.5e6, 3.5e6 + 0.1, 9.9e6};
+  const std::vector<UIColor> colours = {UIColor::redColor(), UIColor::greenColor(), UIColor::blueColor(),
+                                        UIColor::whiteColor(), UIColor::blackColor()};
+  for (std::size_t i = 0; i < times.size(); ++i) {
+    EXPECT_TRUE(appendAndWait(solidImage(kFrame, colours[i]), times[i])) << times[i];
+  }
+  const StopResult stopped = stop();
+  ASSERT_FALSE(stopped.error) << stopped.error->description();
+
+  const std::string path = stopped.file->url().path();
+  EXPECT_EQ(decodeComplaints(path), "");
+  const ProbedVideo video = probeVideo(path);
+  constexpr std::int64_t kDays24 = std::int64_t{24} * 24 * 3600 * 1000;
+  EXPECT_EQ(video.framePtsMs, (std::vector<std::int64_t>{0, 100, 100 + kDays24, 200 + kDays24, 200 + 2 * kDays24}));
+  EXPECT_EQ(log_.count("a gap of"), 2u);
+  const DecodedFrames decoded = decodeFrames(path, 160, 288);
+  ASSERT_EQ(decoded.frames.size(), times.size());
+  for (std::size_t i = 0; i < times.size(); ++i) {
+    EXPECT_LE(colourDistance(decoded.pixelAt(i, 80, 144), pixelOf(colours[i])), kColourTolerance) << i;
+  }
+}
+
+TEST_F(RecorderTest, AnExistingFolderThatRefusesFilesIsNotReportedMissing) {
+  // The device answers as some file systems do for a folder that takes no new entries.
+  for (int err : {ENOENT, ENOTDIR, EACCES, EROFS, 0}) {
+    recorder_->setOutputFactory([err](const std::string&, int* out) -> std::unique_ptr<ZRVideoOutput> {
+      *out = err;
+      return nullptr;
+    });
+    const StartResult result = start(settingsForFrameSize(kFrame));
+    ASSERT_TRUE(result.error) << err;
+    if (err == 0) {
+      EXPECT_EQ(result.error->code(), ZRVideoRecorderErrorWriteFailed);
+    } else {
+      EXPECT_EQ(result.error->code(), ZRVideoRecorderErrorFolderNotWritable) << std::strerror(err);
+      EXPECT_EQ(result.error->localizedDescription().find("does not exist"), std::string::npos);
+    }
+  }
+}
+
+TEST_F(RecorderTest, AFolderInsideOneThatCannotBeSearchedIsNotReportedMissing) {
+  // It exists, but no file can go in. Root passes every permission check, so the check runs as
+  // an unprivileged user in a child process, forked before this test starts any thread.
+  const std::filesystem::path locked = folder_ / "locked", inner = locked / "videos";
+  std::filesystem::create_directories(inner);
+  std::filesystem::permissions(locked, std::filesystem::perms::owner_all);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    if (geteuid() == 0 && setuid(65534) != 0) _exit(2);
+    auto recorder = std::make_shared<ZRSessionVideoRecorder>();
+    recorder->setRecordingsFolder(inner.string());
+    std::promise<NSErrorOrNil> done;
+    recorder->startRecordingWithSettings(settingsForFrameSize(kFrame),
+                                         [&](bool, NSErrorOrNil error) { done.set_value(error); });
+    auto future = done.get_future();
+    NSRunLoop::mainRunLoop().runUntil([&] { return future.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+    const NSErrorOrNil error = future.get();
+    _exit(error && error->code() == ZRVideoRecorderErrorFolderNotWritable ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  std::filesystem::permissions(locked, std::filesystem::perms::all);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "1: the folder was reported as something else; 2: no unprivileged user";
 }
 
 // --- Crash safety ----------------------------------------------------------------------------------

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -58,6 +59,8 @@ class HandlerTest : public ::testing::Test {
     if (handler_ && handler_->isRecording()) stopRecording(0);
     settle();
     handler_.reset();
+    // ZERVA_KEEP_TEST_OUTPUT=1 keeps the scratch folder (videos) to look at.
+    if (std::getenv("ZERVA_KEEP_TEST_OUTPUT")) return;
     std::error_code ec;
     std::filesystem::remove_all(folder_, ec);
   }

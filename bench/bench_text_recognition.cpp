@@ -387,6 +387,7 @@ void BM_FrameCpu(benchmark::State& state) {
   state.counters["cpu_ms_median"] = cpu[cpu.size() / 2];
   state.counters["cpu_ms_mean"] = sum / cpu.size();
   state.counters["rows_read"] = static_cast<double>(processor.statistics().recognizedRows) / (cpu.size() + 1);
+  state.counters["second_looks"] = static_cast<double>(processor.statistics().secondLooks);
 }
 BENCHMARK(BM_FrameCpu)->Args({1, 0})->Args({3, 0})->Unit(benchmark::kMillisecond)->Iterations(8)->MeasureProcessCPUTime();
 BENCHMARK(BM_FrameCpu)->Args({1, 1})->Args({3, 1})->Unit(benchmark::kMillisecond)->Iterations(40)->MeasureProcessCPUTime();
@@ -636,6 +637,7 @@ void BM_Evaluation(benchmark::State& state) {
   state.counters["ordinary_touched"] = report.valuesTouched;
   state.counters["labels_touched"] = report.labelsTouched;
   state.counters["screens"] = report.screens;
+  state.counters["second_looks"] = static_cast<double>(processor.statistics().secondLooks);
   std::string title = "Evaluation at capture scale " + std::to_string(static_cast<int>(scale));
   if (state.range(1) >= 0) title += ", whole-frame layout " + std::to_string(state.range(1));
   if (state.range(2) >= 0) title += ", digit confidence " + std::to_string(state.range(2));

@@ -30,6 +30,7 @@ constexpr double kWholeFrameShare = 0.5;
 // A line read again is read at this many times the resolution: small digits (a 1 and a 2, at
 // 12 points and 1 pixel per point) are told apart there.
 constexpr double kSecondLookScale = 2;
+constexpr double kThirdLookScale = 3;
 
 void logUserLine(const std::string& line) {
   if (ZRLogUtility::isIntegrationLoggingEnabled()) NSLog(kLogPrefix + line);
@@ -48,10 +49,12 @@ struct ScreenImageProcessor::Worker {
   ZRTextRecognizer* engine(const std::string& languages);
   ZRTextRecognizer* engineFor(const std::optional<std::vector<std::string>>& requested);
   std::vector<ZRRecognizedLine> recognize(ZRTextRecognizer& engine, const UIImage& image);
-  // Reads a line again at a finer resolution; keeps that reading when it finds as much or is
-  // read more surely.
+  // Reads a line again at a finer resolution, and where the two readings disagree on what
+  // matches, at a finer one still to decide.
   void lookAgain(ZRTextRecognizer& engine, const UIImage& image, ZRRecognizedLine& line,
                  const ZRSensitiveTextMatcher& matcher);
+  // The line read again at `scale` times the resolution, in the first copy's pixels.
+  ZRRecognizedLine readFiner(ZRTextRecognizer& engine, const UIImage& image, const ZRRecognizedLine& line, double scale);
 
   const Options options;
 
@@ -287,9 +290,9 @@ std::vector<ZRRecognizedLine> ScreenImageProcessor::Worker::recognize(ZRTextReco
   return lines;
 }
 
-void ScreenImageProcessor::Worker::lookAgain(ZRTextRecognizer& engine, const UIImage& image, ZRRecognizedLine& line,
-                                              const ZRSensitiveTextMatcher& matcher) {
-  const double ppp = options.pixelsPerPoint, k = kSecondLookScale;
+ZRRecognizedLine ScreenImageProcessor::Worker::readFiner(ZRTextRecognizer& engine, const UIImage& image,
+                                                          const ZRRecognizedLine& line, double k) {
+  const double ppp = options.pixelsPerPoint;
   const int width = ZRGreyImage::scaledSide(image.size().width, ppp);
   const int height = ZRGreyImage::scaledSide(image.size().height, ppp);
   const int h = line.box.height();
@@ -323,17 +326,24 @@ void ScreenImageProcessor::Worker::lookAgain(ZRTextRecognizer& engine, const UII
   for (std::size_t w = 0; w < again.words.size(); ++w) {
     again.words[w].spaceBefore = w == 0 ? 0 : std::max(0, again.words[w].box.left - again.words[w - 1].box.right);
   }
-  // The finer reading stands when it finds as much, or when the engine is surer of it (a card
-  // made up by a misread digit is read as the number it is).
-  auto meanConfidence = [](const ZRRecognizedLine& l) {
-    float sum = 0;
-    for (const auto& w : l.words) sum += w.confidence;
-    return l.words.empty() ? 0.0f : sum / static_cast<float>(l.words.size());
-  };
-  if (!again.words.empty() &&
-      (wordsMatched(matcher, again) >= wordsMatched(matcher, line) || meanConfidence(again) > meanConfidence(line))) {
-    line = std::move(again);
+  return again;
+}
+
+void ScreenImageProcessor::Worker::lookAgain(ZRTextRecognizer& engine, const UIImage& image, ZRRecognizedLine& line,
+                                              const ZRSensitiveTextMatcher& matcher) {
+  ZRRecognizedLine finer = readFiner(engine, image, line, kSecondLookScale);
+  if (finer.words.empty()) return;
+  const std::size_t first = wordsMatched(matcher, line), second = wordsMatched(matcher, finer);
+  if (second == first) {
+    line = std::move(finer);
+    return;
   }
+  // The two readings disagree (one misread digit turns a number into a card, or out of one): a
+  // third, finer still, decides; where it sides with neither, what matches more stands.
+  ZRRecognizedLine third = readFiner(engine, image, line, kThirdLookScale);
+  const std::size_t decider = wordsMatched(matcher, third);
+  if (decider == second) line = std::move(finer);
+  else if (decider != first && second > first) line = std::move(finer);
 }
 
 std::vector<std::string> ScreenImageProcessor::Worker::process(const AITextOcclusionData& record) {

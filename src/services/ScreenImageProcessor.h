@@ -49,9 +49,10 @@ class ScreenImageProcessor {
     ZRTextRecognizer::Layout bandLayout = ZRTextRecognizer::Layout::SingleBlock;
     /// Added around each word's box, in points.
     double marginPoints = 3.0;
-    /// A line that holds a near miss (a number as long as a card's that fails Luhn, an '@' in no
-    /// address, digits read too unsurely) is read again at twice the resolution, where a misread
-    /// digit is usually read right.
+    /// A line that holds a near miss (a number as long as a card's that fails Luhn, a card read
+    /// unsurely, an '@' in no address, digits read too unsurely) is read again at twice the
+    /// resolution, where a misread digit is usually read right; where the two readings disagree
+    /// on what matches, a third at three times decides.
     bool secondLook = true;
     /// Phone numbers and digit runs count only in words the engine read at least this
     /// confidently (0-100), so that misread dates and order numbers do not turn into them.
@@ -66,7 +67,7 @@ class ScreenImageProcessor {
     std::uint64_t recognitions = 0;     // engine runs (one per band)
     std::uint64_t recognizedRows = 0;   // rows of the grey copy that the engine read
     std::uint64_t convertedRows = 0;    // rows of grey copies converted from the capture
-    std::uint64_t secondLooks = 0;      // lines read again at a finer resolution
+    std::uint64_t secondLooks = 0;      // readings of lines again at a finer resolution
     std::uint64_t enginesCreated = 0;
   };
 

@@ -174,8 +174,9 @@ constexpr double kGroundDepth = 3.5;
 // than this from anything of its ground's tone: text has ground-toned pixels between its
 // strokes (counters, gaps between letters), a photograph has none inside.
 constexpr double kPictureDistance = 5;
-// Reach, in pixels, within which two grounds of different tone make a rim, not ink.
-constexpr int kRimReach = 2;
+// Reach, in points, within which two grounds of different tone make a rim, not ink (an
+// antialiased edge is a pixel of the capture wide, more in a copy finer than the capture).
+constexpr double kRimReach = 2;
 // Ink below this is noise; a glyph is stretched to black unless its contrast is below the
 // second, so faint specks stay faint.
 constexpr int kInkFloor = 12;
@@ -366,7 +367,8 @@ void textOnWhite(const ZRGreyImage& in, ZRGreyImage::RowRange range, ZRGreyImage
   // Ink: how far a pixel is from its ground's tone; none on the rim between two grounds.
   auto& ink = scratch.ink;
   ink.assign(n, 0);
-  const std::uint32_t rimDistance = static_cast<std::uint32_t>(kRimReach) * kDiagonal;
+  const int rimReach = std::max(2, static_cast<int>(std::lround(kRimReach * ppp)));
+  const std::uint32_t rimDistance = static_cast<std::uint32_t>(rimReach) * kDiagonal;
   for (int y = 0; y < h; ++y) {
     for (int x = 0; x < w; ++x) {
       const std::size_t i = static_cast<std::size_t>(y) * w + x;
@@ -374,8 +376,8 @@ void textOnWhite(const ZRGreyImage& in, ZRGreyImage::RowRange range, ZRGreyImage
       const int v = p[i], tone = static_cast<int>(d[i] & 0xFF);
       if ((d[i] >> kToneBits) <= rimDistance) {
         int lo = tone, hi = tone;
-        for (int dy = std::max(-kRimReach, -y); dy <= std::min(kRimReach, h - 1 - y); ++dy) {
-          for (int dx = std::max(-kRimReach, -x); dx <= std::min(kRimReach, w - 1 - x); ++dx) {
+        for (int dy = std::max(-rimReach, -y); dy <= std::min(rimReach, h - 1 - y); ++dy) {
+          for (int dx = std::max(-rimReach, -x); dx <= std::min(rimReach, w - 1 - x); ++dx) {
             const std::size_t j = i + static_cast<std::ptrdiff_t>(dy) * w + dx;
             if (grounded[j]) lo = std::min<int>(lo, p[j]), hi = std::max<int>(hi, p[j]);
           }

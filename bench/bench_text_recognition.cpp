@@ -1,23 +1,32 @@
 // Text-recognition occlusion: milliseconds per 400x844-point frame of typical app text, at the
-// resolutions tried, and recall/precision on a fixed set of rendered sensitive strings.
+// resolutions tried, and recall/precision on rendered sensitive strings.
 // Arguments are <pixels per point x100>/<layout: 0 auto, 1 single block, 2 sparse text>, and for
 // sessions /<layout of bands of changed rows>.
 //
 //   FullFrame     every frame read whole (no reuse)
+//   FrameCpu      CPU time per frame at capture scale 1 and 3: a whole new frame, and a frame
+//                 where one line changed
 //   Session       a 60-frame session (typing, a progress label, a screen change every 30
 //                 frames), unchanged rows reused; per-frame median, p90, mean
 //   Recall        nine pages holding 30 sensitive strings three times each (90) among ordinary
 //                 text, in sizes 12 to 18, regular and bold, dark on light and light on dark
+//   Evaluation    the broad set of tests/services/TextRecognitionSamples.h at one capture
+//                 scale: every ground, two turns of sizes and weights; prints a report by kind,
+//                 ground, size and scale
 //   Words         words of the typical screen found exactly, by resolution, grey and polarity
 //   EngineCreation, GreyCopy, FrameRows   fixed costs
 //
-// Frames are drawn at scale 2 (800x1688 pixels), as a phone captures them.
+// Frames are drawn at scale 2 (800x1688 pixels), as a phone captures them, unless stated.
 
 #include <benchmark/benchmark.h>
+
+#include <time.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,6 +40,7 @@
 #include "services/ZRFrameRows.h"
 #include "services/ZRGreyImage.h"
 #include "services/ZRTextRecognizer.h"
+#include "../tests/services/TextRecognitionSamples.h"
 
 namespace zerva {
 namespace {
@@ -86,9 +96,9 @@ std::vector<Text> wholeTexts(const Page& page) {
   return out;
 }
 
-std::shared_ptr<UIImage> draw(const Page& page) {
+std::shared_ptr<UIImage> draw(const Page& page, double scale = kCaptureScale) {
   UIGraphicsImageRendererFormat format;
-  format.setScale(kCaptureScale);
+  format.setScale(scale);
   format.setOpaque(true);
   return UIGraphicsImageRenderer(kScreen, format).imageWithActions([&](UIGraphicsImageRendererContext& ctx) {
     auto c = ctx.CGContext();
@@ -346,6 +356,42 @@ void BM_FullFrame(benchmark::State& state) {
 }
 BENCHMARK(BM_FullFrame)->Apply(resolutionsAndLayouts)->Unit(benchmark::kMillisecond)->Iterations(5);
 
+double processCpuMilliseconds() {
+  timespec ts{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
+  return ts.tv_sec * 1e3 + ts.tv_nsec / 1e6;
+}
+
+// CPU time of the whole process per frame (the processor's worker does the work; the caller
+// waits without spinning). Arguments: capture scale, then 0 for a whole new frame every time
+// (no reuse), 1 for frames where one line changed (an upload's percentage, on the dark banner).
+void BM_FrameCpu(benchmark::State& state) {
+  const double scale = static_cast<double>(state.range(0));
+  const bool oneLine = state.range(1) != 0;
+  const auto a = draw(accountScreen("blue", 41), scale), b = draw(accountScreen("blue", 42), scale);
+  ScreenImageProcessor::Options o;
+  o.reuseUnchangedRows = oneLine;
+  ScreenImageProcessor processor(o);
+  (void)answerOf(processor, a);  // engine created, first frame read, outside the timing
+  std::vector<double> cpu;
+  bool flip = false;
+  for (auto _ : state) {
+    flip = !flip;
+    const double start = processCpuMilliseconds();
+    benchmark::DoNotOptimize(answerOf(processor, flip ? b : a));
+    cpu.push_back(processCpuMilliseconds() - start);
+  }
+  std::sort(cpu.begin(), cpu.end());
+  double sum = 0;
+  for (double c : cpu) sum += c;
+  state.counters["cpu_ms_median"] = cpu[cpu.size() / 2];
+  state.counters["cpu_ms_mean"] = sum / cpu.size();
+  state.counters["rows_read"] = static_cast<double>(processor.statistics().recognizedRows) / (cpu.size() + 1);
+  state.counters["second_looks"] = static_cast<double>(processor.statistics().secondLooks);
+}
+BENCHMARK(BM_FrameCpu)->Args({1, 0})->Args({3, 0})->Unit(benchmark::kMillisecond)->Iterations(8)->MeasureProcessCPUTime();
+BENCHMARK(BM_FrameCpu)->Args({1, 1})->Args({3, 1})->Unit(benchmark::kMillisecond)->Iterations(40)->MeasureProcessCPUTime();
+
 // One recording's worth of typical frames at 10 per second: the account screen while the user
 // types a search and an upload progresses, a visit to the orders screen, a scroll down the
 // account screen's list (16 points a frame) and back to the top, then orders again.
@@ -437,8 +483,172 @@ void BM_Recall(benchmark::State& state) {
 }
 BENCHMARK(BM_Recall)->Apply(resolutionsAndLayouts)->Unit(benchmark::kMillisecond)->Iterations(1);
 
+// --- The broad evaluation set ---
+
+struct Tally {
+  int sensitive = 0, covered = 0;
+  void add(bool c) { ++sensitive, covered += c; }
+  std::string text() const {
+    if (sensitive == 0) return "-";
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%.1f%% (%d/%d)", 100.0 * covered / sensitive, covered, sensitive);
+    return buf;
+  }
+};
+
+struct EvaluationReport {
+  std::map<std::string, Tally> byKind[3];  // 12 pt and up on plain and coloured grounds; 10-11 pt; photos
+  std::map<std::string, Tally> byGround, bySize, byScale;
+  Tally large, all;
+  int ordinaryValues = 0, valuesTouched = 0, labels = 0, labelsTouched = 0, screens = 0;
+  double cpuMs = 0;
+  std::vector<std::string> misses, touched;
+
+  void print(const char* title) const {
+    std::printf("\n%s: %d screens, %.0f ms CPU per screen\n", title, screens, cpuMs / std::max(1, screens));
+    std::printf("  recall, 12 pt and up, plain and coloured grounds: %s\n", large.text().c_str());
+    std::printf("  recall, everything (10-11 pt and photographs too): %s\n", all.text().c_str());
+    std::printf("  ordinary values touched: %d of %d; labels touched: %d of %d\n", valuesTouched, ordinaryValues,
+                labelsTouched, labels);
+    std::printf("  %-12s %-22s %-22s %-22s\n", "kind", "12+ pt plain/coloured", "10-11 pt", "beside photos");
+    for (const auto& [kind, tally] : byKind[0]) {
+      auto other = [&](int i) { const auto it = byKind[i].find(kind); return it == byKind[i].end() ? std::string("-") : it->second.text(); };
+      std::printf("  %-12s %-22s %-22s %-22s\n", kind.c_str(), tally.text().c_str(), other(1).c_str(), other(2).c_str());
+    }
+    for (const auto& [name, table] : {std::pair{"ground", &byGround}, std::pair{"size", &bySize}, std::pair{"scale", &byScale}}) {
+      std::printf("  by %s:", name);
+      for (const auto& [key, tally] : *table) std::printf("  %s %s", key.c_str(), tally.text().c_str());
+      std::printf("\n");
+    }
+    for (const auto& m : misses) std::printf("  missed: %s\n", m.c_str());
+    for (const auto& t : touched) std::printf("  touched: %s\n", t.c_str());
+  }
+
+  void add(const EvaluationReport& o) {
+    for (int i = 0; i < 3; ++i) {
+      for (const auto& [k, t] : o.byKind[i]) byKind[i][k].sensitive += t.sensitive, byKind[i][k].covered += t.covered;
+    }
+    for (auto [mine, theirs] : {std::pair{&byGround, &o.byGround}, std::pair{&bySize, &o.bySize}, std::pair{&byScale, &o.byScale}}) {
+      for (const auto& [k, t] : *theirs) (*mine)[k].sensitive += t.sensitive, (*mine)[k].covered += t.covered;
+    }
+    large.sensitive += o.large.sensitive, large.covered += o.large.covered;
+    all.sensitive += o.all.sensitive, all.covered += o.all.covered;
+    ordinaryValues += o.ordinaryValues, valuesTouched += o.valuesTouched, labels += o.labels,
+        labelsTouched += o.labelsTouched, screens += o.screens, cpuMs += o.cpuMs;
+    misses.insert(misses.end(), o.misses.begin(), o.misses.end());
+    touched.insert(touched.end(), o.touched.begin(), o.touched.end());
+  }
+};
+
+EvaluationReport gEvaluationTotal;
+
+std::string describe(const textsamples::Row& row, textsamples::Ground ground, double scale) {
+  char buf[256];
+  static const char* styles[] = {"inline", "apart", "stacked"};
+  std::snprintf(buf, sizeof buf, "\"%s\" (%s) %s %gpt%s %s %gx", row.sample.value.c_str(), row.sample.label.c_str(),
+                textsamples::groundName(ground), row.size, row.bold ? " bold" : "", styles[static_cast<int>(row.style)], scale);
+  return buf;
+}
+
+// The ink's box and the answered rectangles that reach it, for reading what went wrong.
+std::string near(CGRect ink, const std::vector<CGRect>& rects) {
+  auto text = [](CGRect r) {
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "{%.0f,%.0f %.0fx%.0f}", r.origin.x, r.origin.y, r.size.width, r.size.height);
+    return std::string(buf);
+  };
+  std::string out = ": ink " + text(ink) + ", rectangles";
+  for (const auto& r : rects) {
+    if (CGRectIntersectsRect(r, CGRectInset(ink, -4, -4))) out += " " + text(r);
+  }
+  return out;
+}
+
+// Arguments: capture scale, then the whole-frame layout (-1 the default; else as in options()),
+// then the digit confidence (-1 the default).
+// Every ground, two turns of the set with sizes, weights and row styles
+// shifted between turns, grounds and scales.
+void BM_Evaluation(benchmark::State& state) {
+  using namespace textsamples;
+  const double scale = static_cast<double>(state.range(0));
+  const std::vector<double> sizes{10, 11, 12, 13, 14, 15, 16, 17, 18, 20, 22, 24, 28};
+  ScreenImageProcessor::Options o;
+  o.reuseUnchangedRows = false;
+  if (state.range(1) >= 0) o.layout = static_cast<ZRTextRecognizer::Layout>(state.range(1));
+  if (state.range(2) >= 0) o.digitConfidence = static_cast<float>(state.range(2));
+  ScreenImageProcessor processor(o);
+  // Set to a folder to keep each screen as a PNG, for looking at what was missed.
+  const char* pngFolder = std::getenv("ZERVA_EVALUATION_PNG_DIR");
+  EvaluationReport report;
+  for (auto _ : state) {
+    report = EvaluationReport{};
+    for (std::size_t g = 0; g < allGrounds().size(); ++g) {
+      const Ground ground = allGrounds()[g];
+      for (int turn = 0; turn < 2; ++turn) {
+        const int variant = turn * 37 + static_cast<int>(g) * 3 + static_cast<int>(scale);
+        for (const auto& screen : layoutScreens(ground, allSamples(), sizes, variant)) {
+          const auto drawn = drawScreen(screen, scale), grounds = drawScreen(screen, scale, false);
+          if (pngFolder) {
+            (void)UIImageWritePNGToFile(*drawn, std::string(pngFolder) + "/" + groundName(ground) + "-" +
+                                                    std::to_string(static_cast<int>(scale)) + "x-" +
+                                                    std::to_string(screen.seed) + ".png");
+          }
+          AITextOcclusionData record(drawn, 0, AITextProcessingTypeRecognize, 2, 1);
+          record.setCustomWords(customWords());
+          std::vector<CGRect> rects;
+          const double start = processCpuMilliseconds();
+          processor.processImage(std::move(record), [&](std::vector<std::string> r) {
+            for (const auto& s : r) rects.push_back(CGRectFromString(s));
+          });
+          processor.drain();
+          report.cpuMs += processCpuMilliseconds() - start;
+          ++report.screens;
+          for (const auto& outcome : judge(screen, *drawn, *grounds, rects)) {
+            const Row& row = *outcome.row;
+            ++report.labels;
+            report.labelsTouched += outcome.labelTouched;
+            if (outcome.labelTouched) {
+              report.touched.push_back("label of " + describe(row, ground, scale) + near(outcome.labelBox, rects));
+            }
+            if (!outcome.sensitive) {
+              ++report.ordinaryValues;
+              report.valuesTouched += outcome.valueTouched;
+              if (outcome.valueTouched) report.touched.push_back(describe(row, ground, scale) + near(outcome.inkBox, rects));
+              continue;
+            }
+            const bool small = row.size < 12, photo = ground == Ground::Photo;
+            const std::string kind = kindName(row.sample.kind);
+            report.byKind[photo ? 2 : small ? 1 : 0][kind].add(outcome.covered);
+            report.byGround[groundName(ground)].add(outcome.covered);
+            char sizeKey[16];
+            std::snprintf(sizeKey, sizeof sizeKey, "%02.0fpt", row.size);
+            report.bySize[sizeKey].add(outcome.covered);
+            report.byScale[std::to_string(static_cast<int>(scale)) + "x"].add(outcome.covered);
+            if (!small && !photo) report.large.add(outcome.covered);
+            report.all.add(outcome.covered);
+            if (!outcome.covered) report.misses.push_back(describe(row, ground, scale) + near(outcome.inkBox, rects));
+          }
+        }
+      }
+    }
+  }
+  state.counters["recall_12pt_pct"] = 100.0 * report.large.covered / std::max(1, report.large.sensitive);
+  state.counters["recall_all_pct"] = 100.0 * report.all.covered / std::max(1, report.all.sensitive);
+  state.counters["ordinary_touched"] = report.valuesTouched;
+  state.counters["labels_touched"] = report.labelsTouched;
+  state.counters["screens"] = report.screens;
+  state.counters["second_looks"] = static_cast<double>(processor.statistics().secondLooks);
+  std::string title = "Evaluation at capture scale " + std::to_string(static_cast<int>(scale));
+  if (state.range(1) >= 0) title += ", whole-frame layout " + std::to_string(state.range(1));
+  if (state.range(2) >= 0) title += ", digit confidence " + std::to_string(state.range(2));
+  report.print(title.c_str());
+  if (state.range(1) < 0 && state.range(2) < 0) gEvaluationTotal.add(report);
+}
+BENCHMARK(BM_Evaluation)->Args({1, -1, -1})->Args({2, -1, -1})->Args({3, -1, -1})->Args({2, 2, -1})->Args({2, 3, -1})
+    ->Args({1, -1, 0})->Args({2, -1, 0})->Args({3, -1, 0})->Args({2, -1, 50})->Unit(benchmark::kMillisecond)->Iterations(1);
+
 // What the speed-ups cost in words found: the typical screen's words that come back exactly.
-// Arguments: pixels per point x100, then 1 to turn light-on-dark text dark-on-light first.
+// Arguments: pixels per point x100, then 1 to prepare the copy as text on white first.
 void BM_Words(benchmark::State& state) {
   const Page page = accountScreen("blue", 41);
   const auto image = draw(page);
@@ -455,7 +665,7 @@ void BM_Words(benchmark::State& state) {
   std::vector<ZRRecognizedLine> lines;
   for (auto _ : state) {
     auto grey = ZRGreyImage::fromImage(*image, ppp);
-    if (state.range(1)) grey = grey.withDarkTextOnLight(static_cast<int>(12 * ppp + 0.5));
+    if (state.range(1)) grey = grey.withTextOnWhite();
     lines = engine->recognize(grey, {0, 0, grey.width(), grey.height()}, ZRTextRecognizer::Layout::Auto);
   }
   std::vector<std::string> found;
@@ -484,27 +694,40 @@ void BM_EngineCreation(benchmark::State& state) {
 }
 BENCHMARK(BM_EngineCreation)->Unit(benchmark::kMillisecond)->Iterations(5);
 
-// The fixed work of every frame before the engine: grey copy at 1 pixel per point, polarity.
+// The fixed work of a frame that reads before the engine: grey copy at 1 pixel per point, then
+// prepared as text on white. Arguments: capture scale, then 0 for the whole frame or 1 for one
+// band of 30 rows.
 void BM_GreyCopy(benchmark::State& state) {
-  const auto image = draw(accountScreen("blue", 41));
+  const auto image = draw(accountScreen("blue", 41), static_cast<double>(state.range(0)));
+  const std::vector<ZRGreyImage::RowRange> rows =
+      state.range(1) ? std::vector<ZRGreyImage::RowRange>{{395, 425}} : std::vector<ZRGreyImage::RowRange>{{0, 844}};
   for (auto _ : state) {
-    const auto grey = ZRGreyImage::fromImage(*image, 1.0).withDarkTextOnLight(12);
+    const auto grey = ZRGreyImage::fromImage(*image, 1.0, rows).withTextOnWhite(rows);
     benchmark::DoNotOptimize(grey.data());
   }
 }
-BENCHMARK(BM_GreyCopy)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GreyCopy)->Args({1, 0})->Args({3, 0})->Args({1, 1})->Args({3, 1})->Unit(benchmark::kMillisecond);
 
-// The other fixed work of every recognised frame: row hashes of the capture (800 x 1688 pixels).
+// The other fixed work of every type-1 frame: row hashes of the capture. Argument: capture scale.
 void BM_FrameRows(benchmark::State& state) {
-  const auto image = draw(accountScreen("blue", 41));
+  const auto image = draw(accountScreen("blue", 41), static_cast<double>(state.range(0)));
   for (auto _ : state) {
     const ZRFrameRows rows(*image);
     benchmark::DoNotOptimize(rows.height());
   }
 }
-BENCHMARK(BM_FrameRows)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FrameRows)->Arg(1)->Arg(2)->Arg(3)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace zerva
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  if (zerva::gEvaluationTotal.screens > 0 && zerva::gEvaluationTotal.byScale.size() > 1) {
+    zerva::gEvaluationTotal.print("Evaluation, all capture scales");
+  }
+  return 0;
+}

@@ -27,8 +27,10 @@ constexpr const char* kLogPrefix = "[Zerva: Screen Recording] ";
 constexpr double kBandPaddingPoints = 8;
 // Above this share of rows to read, one pass over the whole frame is cheaper than bands.
 constexpr double kWholeFrameShare = 0.5;
-// Square reach, in points, over which the ground of light-on-dark text is judged.
-constexpr double kPolarityRadiusPoints = 12;
+// A line read again is read at this many times the resolution: small digits (a 1 and a 2, at
+// 12 points and 1 pixel per point) are told apart there.
+constexpr double kSecondLookScale = 2;
+constexpr double kThirdLookScale = 3;
 
 void logUserLine(const std::string& line) {
   if (ZRLogUtility::isIntegrationLoggingEnabled()) NSLog(kLogPrefix + line);
@@ -47,11 +49,17 @@ struct ScreenImageProcessor::Worker {
   ZRTextRecognizer* engine(const std::string& languages);
   ZRTextRecognizer* engineFor(const std::optional<std::vector<std::string>>& requested);
   std::vector<ZRRecognizedLine> recognize(ZRTextRecognizer& engine, const UIImage& image);
+  // Reads a line again at a finer resolution, and where the two readings disagree on what
+  // matches, at a finer one still to decide.
+  void lookAgain(ZRTextRecognizer& engine, const UIImage& image, ZRRecognizedLine& line,
+                 const ZRSensitiveTextMatcher& matcher);
+  // The line read again at `scale` times the resolution, in the first copy's pixels.
+  ZRRecognizedLine readFiner(ZRTextRecognizer& engine, const UIImage& image, const ZRRecognizedLine& line, double scale);
 
   const Options options;
 
   std::atomic<std::uint64_t> records{0}, recognizedFrames{0}, reusedFrames{0}, recognitions{0}, recognizedRows{0},
-      enginesCreated{0};
+      convertedRows{0}, secondLooks{0}, enginesCreated{0};
 
   // Worker thread only. A failed engine stays as nullptr so that it is not tried on every frame.
   std::map<std::string, std::unique_ptr<ZRTextRecognizer>> engines;
@@ -155,6 +163,26 @@ std::vector<ZRPixelBox> bandsToRead(const std::vector<bool>& marked, std::vector
   return bands;
 }
 
+// A line's words as the matcher takes them, with the spaces between them in heights of the
+// line's tallest word (about an em): the matcher tells a split word from a space by them.
+std::vector<ZRSensitiveTextMatcher::Word> wordsOf(const ZRRecognizedLine& line) {
+  int height = 1;
+  for (const auto& word : line.words) height = std::max(height, word.box.height());
+  std::vector<ZRSensitiveTextMatcher::Word> words;
+  for (std::size_t w = 0; w < line.words.size(); ++w) {
+    const auto& word = line.words[w];
+    const float gap = w == 0 ? ZRSensitiveTextMatcher::kSpaceGap : static_cast<float>(word.spaceBefore) / height;
+    words.push_back({word.text, word.confidence, gap});
+  }
+  return words;
+}
+
+std::size_t wordsMatched(const ZRSensitiveTextMatcher& matcher, const ZRRecognizedLine& line) {
+  std::size_t n = 0;
+  for (const auto& run : matcher.matchesInWords(wordsOf(line))) n += run.lastWord - run.firstWord + 1;
+  return n;
+}
+
 ZRRecognizedLine shifted(ZRRecognizedLine line, int dy) {
   line.box.top += dy;
   line.box.bottom += dy;
@@ -233,13 +261,22 @@ std::vector<ZRRecognizedLine> ScreenImageProcessor::Worker::recognize(ZRTextReco
     ++reusedFrames;
   } else {
     ++recognizedFrames;
-    const ZRGreyImage grey = ZRGreyImage::fromImage(image, ppp);
-    const int radius = std::max(2, static_cast<int>(kPolarityRadiusPoints * ppp + 0.5));
-    const ZRGreyImage readable = grey.withDarkTextOnLight(radius);
+    // Only the bands' rows are converted and prepared: a frame where one line changed costs one
+    // line's worth.
+    std::vector<ZRGreyImage::RowRange> rowsToConvert;
+    for (const auto& band : bands) {
+      rowsToConvert.push_back({band.top, band.bottom});
+      convertedRows += static_cast<std::uint64_t>(band.height());
+    }
+    const ZRGreyImage readable = ZRGreyImage::fromImage(image, ppp, rowsToConvert).withTextOnWhite(rowsToConvert);
+    const ZRSensitiveTextMatcher matcher({}, options.digitConfidence);
     for (const auto& band : bands) {
       auto found = engine.recognize(readable, band, band == whole ? options.layout : options.bandLayout);
       ++recognitions;
       recognizedRows += static_cast<std::uint64_t>(band.height());
+      for (auto& line : found) {
+        if (options.secondLook && matcher.hasNearMiss(wordsOf(line))) lookAgain(engine, image, line, matcher);
+      }
       std::move(found.begin(), found.end(), std::back_inserter(lines));
     }
   }
@@ -251,6 +288,62 @@ std::vector<ZRRecognizedLine> ScreenImageProcessor::Worker::recognize(ZRTextReco
   previous.languages = engine.languages();
   previous.lines = lines;
   return lines;
+}
+
+ZRRecognizedLine ScreenImageProcessor::Worker::readFiner(ZRTextRecognizer& engine, const UIImage& image,
+                                                          const ZRRecognizedLine& line, double k) {
+  const double ppp = options.pixelsPerPoint;
+  const int width = ZRGreyImage::scaledSide(image.size().width, ppp);
+  const int height = ZRGreyImage::scaledSide(image.size().height, ppp);
+  const int h = line.box.height();
+  // The line with half its height above and below and its height at each end, in the finer copy.
+  const int top = std::max(0, line.box.top - h / 2), bottom = std::min(height, line.box.bottom + h / 2);
+  const int left = std::max(0, line.box.left - h), right = std::min(width, line.box.right + h);
+  const std::vector<ZRGreyImage::RowRange> rows{
+      {static_cast<int>(std::floor(top * k)), static_cast<int>(std::ceil(bottom * k))}};
+  const ZRGreyImage finer = ZRGreyImage::fromImage(image, ppp * k, rows).withTextOnWhite(rows);
+  convertedRows += static_cast<std::uint64_t>(rows[0].bottom - rows[0].top);
+  const ZRPixelBox region{static_cast<int>(std::floor(left * k)), rows[0].top, static_cast<int>(std::ceil(right * k)),
+                          rows[0].bottom};
+  ++secondLooks;
+  // The words read again whose middle lies in the line's rows, back in the first copy's pixels.
+  ZRRecognizedLine again;
+  for (const auto& found : engine.recognize(finer, region, ZRTextRecognizer::Layout::SingleBlock)) {
+    for (auto word : found.words) {
+      word.box = {static_cast<int>(std::floor(word.box.left / k)), static_cast<int>(std::floor(word.box.top / k)),
+                  static_cast<int>(std::ceil(word.box.right / k)), static_cast<int>(std::ceil(word.box.bottom / k))};
+      const int middle = (word.box.top + word.box.bottom) / 2;
+      if (middle < line.box.top || middle >= line.box.bottom) continue;
+      again.box = again.words.empty() ? word.box
+                                      : ZRPixelBox{std::min(again.box.left, word.box.left), std::min(again.box.top, word.box.top),
+                                                   std::max(again.box.right, word.box.right),
+                                                   std::max(again.box.bottom, word.box.bottom)};
+      again.words.push_back(std::move(word));
+    }
+  }
+  std::stable_sort(again.words.begin(), again.words.end(),
+                   [](const ZRRecognizedWord& a, const ZRRecognizedWord& b) { return a.box.left < b.box.left; });
+  for (std::size_t w = 0; w < again.words.size(); ++w) {
+    again.words[w].spaceBefore = w == 0 ? 0 : std::max(0, again.words[w].box.left - again.words[w - 1].box.right);
+  }
+  return again;
+}
+
+void ScreenImageProcessor::Worker::lookAgain(ZRTextRecognizer& engine, const UIImage& image, ZRRecognizedLine& line,
+                                              const ZRSensitiveTextMatcher& matcher) {
+  ZRRecognizedLine finer = readFiner(engine, image, line, kSecondLookScale);
+  if (finer.words.empty()) return;
+  const std::size_t first = wordsMatched(matcher, line), second = wordsMatched(matcher, finer);
+  if (second == first) {
+    line = std::move(finer);
+    return;
+  }
+  // The two readings disagree (one misread digit turns a number into a card, or out of one): a
+  // third, finer still, decides; where it sides with neither, what matches more stands.
+  ZRRecognizedLine third = readFiner(engine, image, line, kThirdLookScale);
+  const std::size_t decider = wordsMatched(matcher, third);
+  if (decider == second) line = std::move(finer);
+  else if (decider != first && second > first) line = std::move(finer);
 }
 
 std::vector<std::string> ScreenImageProcessor::Worker::process(const AITextOcclusionData& record) {
@@ -265,15 +358,13 @@ std::vector<std::string> ScreenImageProcessor::Worker::process(const AITextOcclu
   const double toPointsY = size.height / ZRGreyImage::scaledSide(size.height, options.pixelsPerPoint);
   const auto lines = recognize(*recognizer, *image);
 
-  const ZRSensitiveTextMatcher matcher(record.customWords().value_or(std::vector<std::string>{}));
+  const ZRSensitiveTextMatcher matcher(record.customWords().value_or(std::vector<std::string>{}),
+                                       options.digitConfidence);
   const CGRect bounds = CGRectMake(0, 0, size.width, size.height);
   const double m = options.marginPoints;
   std::vector<std::string> rects;
-  std::vector<std::string> texts;
   for (const auto& line : lines) {
-    texts.clear();
-    for (const auto& word : line.words) texts.push_back(word.text);
-    for (const auto& run : matcher.matchesInWords(texts)) {
+    for (const auto& run : matcher.matchesInWords(wordsOf(line))) {
       ZRPixelBox box = line.words[run.firstWord].box;
       for (std::size_t w = run.firstWord + 1; w <= run.lastWord; ++w) {
         const auto& b = line.words[w].box;
@@ -324,6 +415,8 @@ ScreenImageProcessor::Statistics ScreenImageProcessor::statistics() const {
   s.reusedFrames = worker_->reusedFrames.load();
   s.recognitions = worker_->recognitions.load();
   s.recognizedRows = worker_->recognizedRows.load();
+  s.convertedRows = worker_->convertedRows.load();
+  s.secondLooks = worker_->secondLooks.load();
   s.enginesCreated = worker_->enginesCreated.load();
   return s;
 }

@@ -11,10 +11,12 @@
 //   array without recognising. A nil or empty image answers an empty array.
 // - Engines are made on the worker when a language set is first asked for, and kept. Languages
 //   without installed models are logged once each and left out; English is the fallback.
-// - Work is kept down by recognising a grey copy at `pixelsPerPoint`, and by reading only rows
-//   whose content is new since the previous frame of the same size, scale and languages: words
-//   of unchanged rows are reused, words of content that scrolled are moved with it (custom words
-//   and patterns are matched afresh on every frame).
+// - What the engine reads is a grey copy at `pixelsPerPoint`, prepared as black text on white
+//   whatever the screen's colours (ZRGreyImage::withTextOnWhite).
+// - Work is kept down by converting and reading only rows whose content is new since the
+//   previous frame of the same size, scale and languages: words of unchanged rows are reused,
+//   words of content that scrolled are moved with it (custom words and patterns are matched
+//   afresh on every frame).
 // Any thread may call processImage and statistics; destruction answers the records already
 // given first.
 
@@ -26,6 +28,7 @@
 
 #include "platform/DispatchQueue.h"
 #include "services/AITextOcclusionData.h"
+#include "services/ZRSensitiveTextMatcher.h"
 #include "services/ZRTextRecognizer.h"
 
 namespace zerva {
@@ -46,6 +49,14 @@ class ScreenImageProcessor {
     ZRTextRecognizer::Layout bandLayout = ZRTextRecognizer::Layout::SingleBlock;
     /// Added around each word's box, in points.
     double marginPoints = 3.0;
+    /// A line that holds a near miss (a number as long as a card's that fails Luhn, a card read
+    /// unsurely, an '@' in no address, digits read too unsurely) is read again at twice the
+    /// resolution, where a misread digit is usually read right; where the two readings disagree
+    /// on what matches, a third at three times decides.
+    bool secondLook = true;
+    /// Phone numbers and digit runs count only in words the engine read at least this
+    /// confidently (0-100), so that misread dates and order numbers do not turn into them.
+    float digitConfidence = ZRSensitiveTextMatcher::kDigitConfidence;
   };
 
   /// Counters since the processor was made; for tests, benchmarks and diagnostics.
@@ -55,6 +66,8 @@ class ScreenImageProcessor {
     std::uint64_t reusedFrames = 0;     // type-1 frames answered from earlier (perhaps moved) words alone
     std::uint64_t recognitions = 0;     // engine runs (one per band)
     std::uint64_t recognizedRows = 0;   // rows of the grey copy that the engine read
+    std::uint64_t convertedRows = 0;    // rows of grey copies converted from the capture
+    std::uint64_t secondLooks = 0;      // readings of lines again at a finer resolution
     std::uint64_t enginesCreated = 0;
   };
 

@@ -1,6 +1,8 @@
 #include "services/ZRFrameRows.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 #include <unordered_map>
 
 #include "platform/UIImage.h"
@@ -12,6 +14,8 @@ namespace {
 constexpr int kMinimumVotes = 4;
 // Rows with many equal twins (stripes, rules) vote for too many shifts to mean anything.
 constexpr std::size_t kMaximumTwins = 8;
+constexpr int kLanes = 4;
+constexpr std::uint64_t kPrime = 0x100000001b3ull;
 }  // namespace
 
 ZRFrameRows::ZRFrameRows(const UIImage& image) {
@@ -21,14 +25,33 @@ ZRFrameRows::ZRFrameRows(const UIImage& image) {
   hashes_.resize(h);
   flat_.resize(h);
   for (int y = 0; y < h; ++y) {
-    const auto* row = reinterpret_cast<const std::uint32_t*>(source.data() + static_cast<std::size_t>(y) * source.bytesPerRow());
-    // FNV-1a over whole pixels: exact equality is what matters, not spread.
-    std::uint64_t hash = 0xcbf29ce484222325ull;
+    const std::uint8_t* row = source.data() + static_cast<std::size_t>(y) * source.bytesPerRow();
+    std::uint32_t first = 0;
+    if (width_ > 0) std::memcpy(&first, row, 4);
+    const std::uint64_t pattern = (static_cast<std::uint64_t>(first) << 32) | first;
+    // FNV-1a over two pixels at a time in four independent lanes, so that the multiplications
+    // overlap; a rotation after each brings the high bits (alpha and red of the second pixel)
+    // back down, where the next multiplication spreads them. Exact equality is what matters.
+    std::uint64_t lanes[kLanes] = {0xcbf29ce484222325ull, 0x84222325cbf29ce4ull, 0x9e3779b97f4a7c15ull,
+                                   0xc2b2ae3d27d4eb4full};
     bool flat = true;
-    for (int x = 0; x < width_; ++x) {
-      hash = (hash ^ row[x]) * 0x100000001b3ull;
-      flat = flat && row[x] == row[0];
+    int x = 0;
+    for (; x + 2 * kLanes <= width_; x += 2 * kLanes) {
+      for (int k = 0; k < kLanes; ++k) {
+        std::uint64_t v;
+        std::memcpy(&v, row + 4 * (x + 2 * k), 8);
+        lanes[k] = std::rotl((lanes[k] ^ v) * kPrime, 29);
+        flat = flat && v == pattern;
+      }
     }
+    for (; x < width_; ++x) {
+      std::uint32_t v;
+      std::memcpy(&v, row + 4 * x, 4);
+      lanes[0] = std::rotl((lanes[0] ^ v) * kPrime, 29);
+      flat = flat && v == first;
+    }
+    std::uint64_t hash = static_cast<std::uint64_t>(width_);
+    for (int k = 0; k < kLanes; ++k) hash = std::rotl((hash ^ lanes[k]) * kPrime, 29);
     hashes_[y] = hash;
     flat_[y] = flat;
   }

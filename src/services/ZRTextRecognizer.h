@@ -29,6 +29,7 @@ struct ZRRecognizedWord {
   std::string text;  // UTF-8
   ZRPixelBox box;
   float confidence = 0;  // 0...100
+  int spaceBefore = 0;   // blank pixels between the previous word of its line and it (0 for the first)
 };
 
 /// One line of text as the engine found it, words in reading order.
@@ -40,8 +41,10 @@ struct ZRRecognizedLine {
 class ZRTextRecognizer {
  public:
   /// Page layout analysis: Auto finds blocks, columns and lines; SingleBlock reads the region as
-  /// one block of lines (faster; fine for bands of a frame); Sparse finds scattered text.
-  enum class Layout { Auto, SingleBlock, Sparse };
+  /// one block of lines (faster; fine for bands of a frame); Sparse finds scattered text;
+  /// SingleColumn finds blocks of lines of any size in one column, without looking for columns
+  /// (which split a line where other lines happen to align).
+  enum class Layout { Auto, SingleBlock, Sparse, SingleColumn };
 
   /// `languages` as the engine names them, joined by '+' ("eng", "eng+fra"). nullptr with *error
   /// (domain "ZRTextRecognition", code 1) when the models cannot be loaded.

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdio>
 
 #include <algorithm>
 #include <mutex>
@@ -141,7 +144,9 @@ TEST(ScreenImageProcessor, CoversSensitiveTextAndLeavesOrdinaryWordsAtEveryScale
 }
 
 TEST(ScreenImageProcessor, RereadsChangedRowsOnlyAndDropsWordsThatWentAway) {
-  ScreenImageProcessor processor;
+  ScreenImageProcessor::Options options;
+  options.secondLook = false;  // its finer copies of lines would add converted rows
+  ScreenImageProcessor processor(options);
   const Text email{"jane.doe@example.com", {20, 20}, 14};
   const Text card{"4111 1111 1111 1111", {20, 120}, 14};
   const Text plain{"Delivery on Tuesday", {20, 120}, 14};
@@ -152,11 +157,14 @@ TEST(ScreenImageProcessor, RereadsChangedRowsOnlyAndDropsWordsThatWentAway) {
   EXPECT_TRUE(covered(rects, inkBox(*before, email)));
   EXPECT_EQ(rects.size(), 1u);
 
-  const auto rowsBefore = processor.statistics().recognizedRows;
+  const auto statsBefore = processor.statistics();
   rects = rectsOf(answer(processor, recognize(after)));
   EXPECT_TRUE(covered(rects, inkBox(*after, email)));  // reused from the first frame
   EXPECT_TRUE(covered(rects, inkBox(*after, card)));   // read again
-  EXPECT_LT(processor.statistics().recognizedRows - rowsBefore, 100u);  // a band, not the 200 rows
+  // A band, not the 200 rows: converted to grey and read.
+  const auto statsAfter = processor.statistics();
+  EXPECT_LT(statsAfter.recognizedRows - statsBefore.recognizedRows, 100u);
+  EXPECT_EQ(statsAfter.convertedRows - statsBefore.convertedRows, statsAfter.recognizedRows - statsBefore.recognizedRows);
 
   rects = rectsOf(answer(processor, recognize(before)));
   EXPECT_EQ(rects.size(), 1u);
@@ -275,6 +283,32 @@ TEST(ScreenImageProcessor, LanguageWithoutModelsIsLoggedOnceAndEnglishUsed) {
   EXPECT_EQ(log.count("\"xqz\""), 1u);
   EXPECT_EQ(ZRLogUtility::recordedTagsNamed("TextRecognitionLanguageMissing").size(), 1u);
   EXPECT_EQ(processor.statistics().enginesCreated, 1u);
+  ZRLogUtility::reset();
+}
+
+// The engine's image library writes its complaints to standard error, the app's; they go to the
+// log instead.
+TEST(ScreenImageProcessor, TheImageLibrarysMessagesGoToTheLogNotToStandardError) {
+  ZRLogUtility::reset();
+  ScreenImageProcessor processor;
+  (void)answer(processor, recognize(drawFrame({120, 30}, 1, {{"Ref 123456", {5, 5}, 14}})));  // engine made
+  using ReadImage = void* (*)(const char*);
+  const auto read = reinterpret_cast<ReadImage>(dlsym(RTLD_DEFAULT, "pixRead"));
+  ASSERT_NE(read, nullptr);
+  std::fflush(stderr);
+  const int saved = dup(2);
+  FILE* capture = std::tmpfile();
+  dup2(fileno(capture), 2);
+  EXPECT_EQ(read("/nonexistent/zerva-text-recognition.png"), nullptr);
+  std::fflush(stderr);
+  dup2(saved, 2);
+  close(saved);
+  std::fseek(capture, 0, SEEK_END);
+  EXPECT_EQ(std::ftell(capture), 0);
+  std::fclose(capture);
+  const auto tags = ZRLogUtility::recordedTagsNamed("TextRecognitionLibraryMessage");
+  ASSERT_FALSE(tags.empty());
+  EXPECT_NE(tags.back().properties["message"].get<std::string>().find("pixRead"), std::string::npos);
   ZRLogUtility::reset();
 }
 

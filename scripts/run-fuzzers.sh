@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs each fuzz target of build/fuzz on its corpus (fuzz/corpus/<name>: seeds and the inputs
-# that once found a fault, grown in build/fuzz/corpus/<name>) until it has run RUNS inputs or
-# SECONDS have passed, whichever comes first, and prints what it did. A finding stops that target
+# that once found a fault, grown in build/fuzz/corpus/<name>), with fuzz/<name>.dict where there
+# is one, until it has run RUNS inputs or SECONDS have passed, whichever comes first, and prints
+# what it did. A finding stops that target
 # with its input saved as build/fuzz/artifacts/<target>-crash-...; the script then fails.
 #   scripts/run-fuzzers.sh [BUILD_DIR] [SECONDS] [RUNS] [TARGET...]
 set -euo pipefail
@@ -21,6 +22,7 @@ for target in "${targets[@]}"; do
   cp -n "$here/fuzz/corpus/$target/"* "$corpus/" 2>/dev/null || true
   log="$build/fuzz_$target.log"
   limit=(-max_total_time="$seconds")
+  [[ -f "$here/fuzz/$target.dict" ]] && limit+=(-dict="$here/fuzz/$target.dict")
   [[ "$runs" -gt 0 ]] && limit+=(-runs="$runs")
   start=$(date +%s)
   if "$build/fuzz_$target" "${limit[@]}" -rss_limit_mb=2048 -timeout=10 -print_final_stats=1 \

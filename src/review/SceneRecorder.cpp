@@ -1,6 +1,5 @@
 #include "review/SceneRecorder.h"
 
-#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -14,9 +13,9 @@
 #include "platform/UIImage.h"
 #include "scene/SceneLoader.h"
 #include "scene/ScenePlayer.h"
+#include "scene/SceneSdkSession.h"
 #include "services/ScreenImageProcessor.h"
 #include "services/ZRSessionVideoRecorder.h"
-#include "services/ZervaHandler.h"
 #include "review/ContactSheet.h"
 #include "review/FrameInspectionLog.h"
 #include "review/VideoFrameReader.h"
@@ -80,38 +79,6 @@ void settle(const std::shared_ptr<ZRViewVideoHandler>& handler) {
   }
 }
 
-/// Starts and stops the recording of a scene that has no calls of its own: from its start to its
-/// end, stop reason 1.
-class WholeSceneRecording {
- public:
-  explicit WholeSceneRecording(std::shared_ptr<ZRViewVideoHandler> handler) : handler_(std::move(handler)) {}
-
-  bool start() {
-    handler_->startScreenRecording();
-    return NSRunLoop::mainRunLoop().runUntil([&] { return handler_->isRecording() && handler_->displayLink(); },
-                                             kRecorderTimeout);
-  }
-
-  RecordingReport::Outcome stop(unsigned long reason) {
-    auto outcome = std::make_shared<RecordingReport::Outcome>();
-    auto done = std::make_shared<std::atomic<bool>>(false);
-    outcome->stopReason = reason;
-    if (!handler_->isRecording()) return *outcome;
-    handler_->stopScreenRecording(reason, [outcome, done](std::optional<std::string> path, NSErrorOrNil error) {
-      outcome->recorderPath = std::move(path);
-      outcome->error = std::move(error);
-      outcome->delivered = true;
-      *done = true;
-    });
-    NSRunLoop::mainRunLoop().runUntil([&] { return done->load(); }, kRecorderTimeout);
-    settle(handler_);
-    return done->load() ? *outcome : RecordingReport::Outcome{reason, std::nullopt, std::nullopt, false};
-  }
-
- private:
-  std::shared_ptr<ZRViewVideoHandler> handler_;
-};
-
 SceneRecorder::Result failure(std::string message, RecordingReport report = {}) {
   return {SceneRecorder::Status::Failed, std::move(message), std::move(report)};
 }
@@ -139,7 +106,6 @@ SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options
   if (!options.realtime) clock.emplace();
   NSRunLoop& loop = NSRunLoop::mainRunLoop();
   auto handler = ZRViewVideoHandler::sharedHandler();
-  if (!ZervaHandler::shared()->sessionSettings()) ZervaHandler::shared()->setSessionSettings(nullptr);
 
   ScenePlayer player(std::move(*scene));
   auto log = FrameInspectionLog::create(masks ? (folder / kMasksFolder).string() : std::string(), options.maskEvery,
@@ -151,9 +117,17 @@ SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options
     ~InspectorReset() { handler->setFrameInspector(nullptr); }
   } inspectorReset{handler};
 
-  WholeSceneRecording recording(handler);
+  SceneSdkSession session(player.scene(), player, handler);
+  session.applySdkSettings();
+  player.setCallHandler([&session](const SceneCall& call) { session.perform(call); });
   player.start(loop);
-  if (!recording.start()) return failure("the recording did not start (is recordScreenVideo off?)");
+  // A scene without a start call is recorded from its beginning to its end.
+  if (!session.sceneStartsRecording()) {
+    session.startRecording();
+    if (!loop.runUntil([&] { return handler->isRecording() && handler->displayLink(); }, kRecorderTimeout)) {
+      return failure("the recording did not start (recordScreenVideo off in the scene's sdk section?)");
+    }
+  }
 
   const double total = report.sceneSeconds;
   for (double done = 0;; done += kProgressStep) {
@@ -162,10 +136,18 @@ SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options
     if (options.progress) options.progress(until, total, log->frameCount());
     if (until >= total) break;
   }
-  report.outcome = recording.stop(1);
+  if (handler->isRecording()) session.stopRecording(1);
+  loop.runUntil([&] { return session.stopCompletionDelivered(); }, kRecorderTimeout);
   settle(handler);
   player.stop();
   handler->setFrameInspector(nullptr);
+
+  if (auto outcome = session.recordingOutcome()) {
+    report.outcome = {outcome->stopReason, outcome->path, outcome->error, true};
+  }
+  for (const auto& answer : session.gestureAnswers()) {
+    report.gestureAnswers.push_back({answer.at, answer.point, answer.view, answer.blocked});
+  }
   report.wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
 
   const NSErrorOrNil maskError = log->finish();

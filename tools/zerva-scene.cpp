@@ -96,8 +96,13 @@ int record(SceneRecordingOptions options) {
     std::fprintf(stderr, "zerva-scene: %s\n", result.message.c_str());
     return 1;
   }
-  std::printf("wrote %s/{%s,%s,%s,%s/}\n", options.outputFolder.c_str(), SceneRecorder::kVideoFile,
-              SceneRecorder::kContactSheetFile, SceneRecorder::kReportFile, SceneRecorder::kMasksFolder);
+  const auto& report = result.report;
+  std::printf("session video   %s\n", report.videoPath.c_str());
+  std::printf("contact sheet   %s\n", report.contactSheet.c_str());
+  if (!report.masksFolder.empty()) {
+    std::printf("mask previews   %s/ (%zu)\n", report.masksFolder.c_str(), report.masksWritten);
+  }
+  std::printf("report          %s\n", (fs::path(options.outputFolder) / SceneRecorder::kReportFile).c_str());
   return 0;
 }
 

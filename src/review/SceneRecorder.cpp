@@ -136,6 +136,8 @@ SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options
     if (options.progress) options.progress(until, total, log->frameCount());
     if (until >= total) break;
   }
+  // A stop the scene made itself may still be on its way; only a recording still running is stopped.
+  settle(handler);
   if (handler->isRecording()) session.stopRecording(1);
   loop.runUntil([&] { return session.stopCompletionDelivered(); }, kRecorderTimeout);
   settle(handler);

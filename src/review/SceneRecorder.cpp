@@ -26,8 +26,10 @@ namespace zerva {
 
 namespace {
 
-// Scene time between two progress reports (and two returns of the run loop).
+// Scene time between two progress reports (and two returns of the run loop in real time).
 constexpr double kProgressStep = 0.1;
+// The display's refresh: the manual clock's step, so that no tick is passed over.
+constexpr double kDisplayRefresh = 1.0 / 60.0;
 // Real seconds to wait for the recorder's start and for the stop's outcome.
 constexpr double kRecorderTimeout = 60.0;
 // Mask previews start at 0; more than 9999 frames get wider names.
@@ -129,11 +131,21 @@ SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options
     }
   }
 
+  // On the manual clock the main thread would run through the whole scene before the frame queue
+  // and text recognition finish a frame, and the stop would drop what they still hold. Playing one
+  // display refresh at a time and letting every frame reach the video first is how a device
+  // whose frame work keeps up behaves. In real time the clock itself waits for them.
   const double total = report.sceneSeconds;
-  for (double done = 0;; done += kProgressStep) {
+  const double step = options.realtime ? kProgressStep : kDisplayRefresh;
+  double reported = -kProgressStep;
+  for (double done = 0;; done += step) {
     const double until = std::min(done, total);
     loop.runUntilDate(player.startTime() + until);
-    if (options.progress) options.progress(until, total, log->frameCount());
+    if (!options.realtime) settle(handler);
+    if (options.progress && (until - reported >= kProgressStep || until >= total)) {
+      options.progress(until, total, log->frameCount());
+      reported = until;
+    }
     if (until >= total) break;
   }
   // A stop the scene made itself may still be on its way; only a recording still running is stopped.

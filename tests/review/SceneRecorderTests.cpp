@@ -78,7 +78,7 @@ TEST_F(SceneRecorderTest, WritesEveryOutputAndTheReportAgreesWithTheVideo) {
   const auto probe = probeVideo((out / "session.mp4").string());
   ASSERT_TRUE(probe.readable);
   EXPECT_EQ(probe.codec, "h264");
-  ASSERT_GE(probe.framePtsMs.size(), 10u);
+  ASSERT_GE(probe.framePtsMs.size(), 6u);
 
   nlohmann::json report;
   std::ifstream(out / "report.json") >> report;
@@ -137,11 +137,15 @@ TEST_F(SceneRecorderTest, WritesEveryOutputAndTheReportAgreesWithTheVideo) {
 TEST_F(SceneRecorderTest, ABadSceneIsRefusedWithTheLoadersMessageBeforeAnyOutput) {
   const fs::path out = folder_ / "out";
   SceneRecordingOptions options;
-  options.scenePath = writeScene(R"({"app": {"windows": [], "screens": {}}, "timeline": [{"at": -1, "do": "show"}]})");
+  std::string scene = kScene;
+  scene.replace(scene.find(R"("view": "secret", "blockGestures")"), 16, R"("view": "nobody")");
+  options.scenePath = writeScene(scene);
   options.outputFolder = out.string();
   const auto result = SceneRecorder::record(options);
   EXPECT_EQ(result.status, SceneRecorder::Status::BadScene);
-  EXPECT_NE(result.message.find("$.timeline[0]"), std::string::npos) << result.message;
+  // The loader's own message: the file, the JSON path and what was expected there.
+  EXPECT_NE(result.message.find("scene.json: $.timeline[0].call.view"), std::string::npos) << result.message;
+  EXPECT_NE(result.message.find("nobody"), std::string::npos) << result.message;
   EXPECT_FALSE(fs::exists(out));
 }
 

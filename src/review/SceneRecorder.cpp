@@ -32,11 +32,11 @@ constexpr double kProgressStep = 0.1;
 constexpr double kDisplayRefresh = 1.0 / 60.0;
 // Real seconds to wait for the recorder's start and for the stop's outcome.
 constexpr double kRecorderTimeout = 60.0;
-// Mask previews start at 0; more than 9999 frames get wider names.
+// Mask previews are PNG files named by frame index (wider than four digits past 9999).
 constexpr const char* kMaskFileExtension = ".png";
 
 /// Makes the folder (and masks/ in it) and proves it can be written, before anything is played.
-/// Previews of an earlier run are removed so that the folder shows this run only.
+/// The outputs of an earlier run are removed, so that the folder shows this run only.
 std::optional<std::string> prepareOutputFolder(const fs::path& folder, bool masks) {
   std::error_code ec;
   fs::create_directories(folder, ec);
@@ -47,6 +47,9 @@ std::optional<std::string> prepareOutputFolder(const fs::path& folder, bool mask
     if (!file || !(file << "ok") || !file.flush()) return "cannot write into the output folder " + folder.string();
   }
   fs::remove(probe, ec);
+  for (const char* name : {SceneRecorder::kVideoFile, SceneRecorder::kContactSheetFile, SceneRecorder::kReportFile}) {
+    fs::remove(folder / name, ec);
+  }
   if (!masks) return std::nullopt;
   const fs::path masksFolder = folder / SceneRecorder::kMasksFolder;
   fs::create_directories(masksFolder, ec);

@@ -50,13 +50,13 @@ std::optional<std::string> prepareOutputFolder(const fs::path& folder, bool mask
   for (const char* name : {SceneRecorder::kVideoFile, SceneRecorder::kContactSheetFile, SceneRecorder::kReportFile}) {
     fs::remove(folder / name, ec);
   }
-  if (!masks) return std::nullopt;
   const fs::path masksFolder = folder / SceneRecorder::kMasksFolder;
-  fs::create_directories(masksFolder, ec);
-  if (ec) return "cannot create the folder " + masksFolder.string() + ": " + ec.message();
   for (const auto& entry : fs::directory_iterator(masksFolder, ec)) {
     if (entry.path().extension() == kMaskFileExtension) fs::remove(entry.path(), ec);
   }
+  if (!masks) return std::nullopt;
+  fs::create_directories(masksFolder, ec);
+  if (ec) return "cannot create the folder " + masksFolder.string() + ": " + ec.message();
   return std::nullopt;
 }
 

@@ -132,6 +132,7 @@ std::optional<SceneViewSpec> SceneReader::view(const json& value, const std::str
   if (auto k = choice(value, "type", path, kKinds)) v.kind = *k;
   if (auto n = json_.readString(value, "name", path)) {
     v.name = *n;
+    if (!n->empty()) viewKinds_[*n] = v.kind;
     if (!n->empty() && !viewNames_.insert(*n).second) json_.fail(path + ".name", "a name no other view has; \"" + *n + "\" is taken");
   }
   if (auto r = rect(value, "frame", path)) v.frame = *r;

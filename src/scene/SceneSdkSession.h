@@ -89,7 +89,6 @@ class SceneSdkSession {
   void askTextRecognition(const SceneCall& call);
   /// Runs `action` `seconds` from now on the main run loop (the scene's clock).
   void after(double seconds, std::function<void()> action);
-  double sceneTime() const;
 
   /// What completions on the frame queue write; shared with them, so that a completion that
   /// comes after the session is gone writes into nothing that was freed.

@@ -69,7 +69,8 @@ class SceneSdkSession {
   bool sceneStartsRecording() const;
   /// Starts a recording (a scene without a start call is recorded from its beginning).
   void startRecording();
-  /// Stops with `reason`; the outcome is kept when the stop completion runs.
+  /// Stops with `reason`; the outcome is kept when the stop completion runs. For reasons other
+  /// than 0, 1 and 2 the handler delivers nothing, and stopCompletionDelivered() stays false.
   void stopRecording(unsigned long reason);
 
   const std::vector<GestureAnswer>& gestureAnswers() const { return gestureAnswers_; }

@@ -8,7 +8,6 @@
 #include "handler/ZRViewVideoHandler.h"
 #include "platform/NSRunLoop.h"
 #include "platform/NSTimer.h"
-#include "platform/ProcessClock.h"
 #include "scene/ScenePlayer.h"
 #include "services/InternalZRConfiguration.h"
 #include "services/ZRImageRenderer.h"
@@ -99,9 +98,9 @@ std::optional<SceneSdkSession::RecordingOutcome> SceneSdkSession::recordingOutco
   return async_->outcome;
 }
 
-double SceneSdkSession::sceneTime() const { return CACurrentMediaTime() - player_.startTime(); }
-
 void SceneSdkSession::after(double seconds, std::function<void()> action) {
+  // A one-shot timer is done once it fired; hooks that answer late make one for every frame.
+  std::erase_if(timers_, [](const auto& timer) { return !timer->isValid(); });
   auto timer = NSTimer::timerWithTimeInterval(std::max(0.0, seconds), false,
                                               [action = std::move(action)](NSTimer&) { action(); });
   NSRunLoop::mainRunLoop().addSource(timer, NSRunLoopCommonModes);

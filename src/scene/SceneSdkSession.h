@@ -69,7 +69,8 @@ class SceneSdkSession {
   bool sceneStartsRecording() const;
   /// Starts a recording (a scene without a start call is recorded from its beginning).
   void startRecording();
-  /// Stops with `reason`; the outcome is kept when the stop completion runs.
+  /// Stops with `reason`; the outcome is kept when the stop completion runs. For reasons other
+  /// than 0, 1 and 2 the handler delivers nothing, and stopCompletionDelivered() stays false.
   void stopRecording(unsigned long reason);
 
   const std::vector<GestureAnswer>& gestureAnswers() const { return gestureAnswers_; }
@@ -89,7 +90,6 @@ class SceneSdkSession {
   void askTextRecognition(const SceneCall& call);
   /// Runs `action` `seconds` from now on the main run loop (the scene's clock).
   void after(double seconds, std::function<void()> action);
-  double sceneTime() const;
 
   /// What completions on the frame queue write; shared with them, so that a completion that
   /// comes after the session is gone writes into nothing that was freed.

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <functional>
 #include <memory>
 
@@ -222,8 +224,8 @@ TEST_F(SceneSdkSessionTest, VisibleScreensRulesAndScreenHidingCoverTheFrames) {
     return [=](const CGPixel& p) { return colourDistance(p, CGPixel{uint8_t(r), uint8_t(g), uint8_t(b), 255}) <= 24; };
   };
   play(sceneText(
-      std::string(kRealFrames) +
-          R"(, "enableAutomaticScreenNameTagging": false, "occlusion": [{"type": "coverScreen", "screens": ["Cover"], "color": "#0000FF"}])",
+      // Tagging reports Home at the start; the calls change the list from there.
+      std::string(kRealFrames) + R"(, "occlusion": [{"type": "coverScreen", "screens": ["Cover"], "color": "#0000FF"}])",
       call(0, R"({"method": "startScreenRecording"})") + "," +
           call(0.5, R"({"method": "addVisibleScreens", "screens": ["Cover"]})") + "," +
           call(1.0, R"({"method": "removeVisibleScreenForName", "screen": "Cover"})") + "," +
@@ -241,7 +243,7 @@ TEST_F(SceneSdkSessionTest, VisibleScreensRulesAndScreenHidingCoverTheFrames) {
   expectSecret(0.05, 0.5, isMagenta, "no screen hidden yet");
   expectSecret(0.6, 1.0, coloured(0, 0, 255), "the configuration covers Cover");
   expectSecret(1.1, 1.5, isMagenta, "Cover gone by name");
-  expectSecret(1.6, 2.0, coloured(0, 0, 255), "Cover shown by Home's controller");
+  expectSecret(1.6, 2.0, coloured(0, 0, 255), "Home's controller shows Cover instead");
   expectSecret(2.1, 2.5, isMagenta, "the controller gone");
   expectSecret(2.6, 3.0, isBox, "hidden by the public call");
   expectSecret(3.1, 3.5, isMagenta, "shown again");
@@ -329,6 +331,32 @@ TEST_F(SceneSdkSessionTest, WebViewsFlagsAndTextRecognitionReachTheHandler) {
   ASSERT_EQ(answers.size(), 1u);
   EXPECT_DOUBLE_EQ(answers[0].at, 0.2);
   EXPECT_TRUE(answers[0].frameTime.has_value());
+}
+
+TEST_F(SceneSdkSessionTest, TheDemoPlaysItsOwnCallsToAFinishedVideo) {
+  std::ifstream in(std::string(ZERVA_SOURCE_DIR) + "/scenes/demo-app.json");
+  std::stringstream text;
+  text << in.rdbuf();
+  play(text.str());
+  ASSERT_TRUE(session_->sceneStartsRecording());
+  playTo(player_->scene().duration() + 0.1);
+  NSRunLoop::mainRunLoop().runUntil([&] { return session_->stopCompletionDelivered(); });
+  const auto outcome = session_->recordingOutcome();
+  ASSERT_TRUE(outcome && outcome->path) << (outcome && outcome->error ? outcome->error->localizedDescription() : "");
+  EXPECT_TRUE(std::filesystem::exists(*outcome->path));
+  EXPECT_GT(frames_.size(), 20u);
+  // Gestures: on the hidden share sheet and on the card number blocked, on the title bar not.
+  const auto& answers = session_->gestureAnswers();
+  ASSERT_EQ(answers.size(), 4u);
+  EXPECT_TRUE(answers[1].blocked);
+  EXPECT_TRUE(answers[2].blocked);
+  EXPECT_FALSE(answers[3].blocked);
+  // The hybrid promo was hidden through the hooks while the login screen showed.
+  const auto login = framesBetween(0.3, 3.3);
+  ASSERT_FALSE(login.empty());
+  const double scale = login.back().image->size().height / 844.0;
+  const CGPixel promo = login.back().image->pixelAt(size_t(200 * scale), size_t(474 * scale));
+  EXPECT_LE(colourDistance(promo, CGPixel{0x33, 0x33, 0x33, 255}), 24);
 }
 
 }  // namespace

@@ -103,7 +103,8 @@ void ZRViewVideoHandler::inspectMaskedFrame(ZRInspectedFrameKind kind, double fr
   // Blank frames go in at their stamp; pictures at the time preserveLastVideoFrameTime fixed.
   frame.presentationTime = kind == ZRInspectedFrameKind::Blank ? frameTime : lastVideoFrameTime();
   frame.captured = captured;
-  frame.recorded = recorded;
+  // A frame that is not masked goes on as it was captured.
+  frame.recorded = recorded ? recorded : captured;
   const CGRect whole{CGPointZero, captured ? captured->size() : CGSizeZero};
   if (hideFullScreen) {
     // The cover is painted instead of the rectangles.

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -34,6 +35,10 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: record-a-scene SCENE.json [FOLDER]\n");
     return 2;
   }
+  if (argc == 3 && !std::filesystem::is_directory(argv[2])) {
+    std::fprintf(stderr, "record-a-scene: %s is not a folder\n", argv[2]);
+    return 1;
+  }
   NSErrorOrNil error;
   std::optional<Scene> scene = SceneLoader::loadFile(argv[1], &error);
   if (!scene) {
@@ -48,7 +53,7 @@ int main(int argc, char** argv) {
   player.start(mainLoop);  // builds the app's windows and schedules what the user does
 
   auto handler = ZRViewVideoHandler::sharedHandler();
-  // Videos go to ~/.cache/zerva/recordings unless told otherwise; the folder must exist.
+  // Videos go to ~/.cache/zerva/recordings unless told otherwise.
   if (argc == 3) handler->videoRecorder()->setRecordingsFolder(argv[2]);
   handler->startScreenRecording();
   if (!mainLoop.runUntil([&] { return handler->isRecording(); })) {

@@ -10,7 +10,7 @@ set(ZERVA_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZervaScreenVideo)
 set_target_properties(zerva_screenvideo PROPERTIES EXPORT_NAME screenvideo)
 install(TARGETS zerva_screenvideo EXPORT ZervaScreenVideoTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-# Records a scene into a session video; useful next to the library to check scene files.
+# The scene tool: with the library, a way to check scene files and see what they show.
 install(TARGETS zerva-scene RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 # The headers a program needs: the handler and what its header reaches (platform, services), and

@@ -4,7 +4,7 @@
 //   record-a-scene SCENE.json [FOLDER]
 //
 // The scene plays on a manual clock: time moves only as the run loop reaches the next frame or
-// scene event, so the whole scene records as fast as frames can be made, the same on every run.
+// scene event, so the whole scene records as fast as frames can be made.
 
 #include <atomic>
 #include <cstdio>

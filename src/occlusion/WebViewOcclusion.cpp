@@ -112,6 +112,7 @@ ZRRectStringList ZRViewVideoHandler::addWebViewOcclusionRects(const nlohmann::js
       rects.push_back(NSStringFromCGRect(CGRectMake(x, y, width, height)));
     }
   }
+  inspectRects(rects, ZRHiddenRectSource::WebPage);
   return rects;
 }
 

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/CairoHandles.h"
+#include "platform/UIImage.h"
 #include "services/HVHierarchyDictionary.h"
 
 namespace zerva::bench {
@@ -68,6 +70,20 @@ class RawScreen {
         cairo_rectangle(cr, v.rect.origin.x, v.rect.origin.y, v.rect.size.width, v.rect.size.height);
         cairo_fill(cr);
       }
+      if (v.picture) {
+        // Scaled into the view's rectangle, bilinear, as pictures are drawn.
+        const double sx = cairo_image_surface_get_width(v.picture) / v.rect.size.width;
+        const double sy = cairo_image_surface_get_height(v.picture) / v.rect.size.height;
+        cairo_pattern_t* pattern = cairo_pattern_create_for_surface(v.picture);
+        cairo_matrix_t m;
+        cairo_matrix_init(&m, sx, 0, 0, sy, -v.rect.origin.x * sx, -v.rect.origin.y * sy);
+        cairo_pattern_set_matrix(pattern, &m);
+        cairo_pattern_set_filter(pattern, CAIRO_FILTER_BILINEAR);
+        cairo_set_source(cr, pattern);
+        cairo_rectangle(cr, v.rect.origin.x, v.rect.origin.y, v.rect.size.width, v.rect.size.height);
+        cairo_fill(cr);
+        cairo_pattern_destroy(pattern);
+      }
       if (v.layout) {
         cairo_set_source_rgb(cr, 0, 0, 0);
         cairo_move_to(cr, v.rect.origin.x, v.rect.origin.y);
@@ -86,6 +102,7 @@ class RawScreen {
     bool filled = false;
     double r = 0, g = 0, b = 0, a = 0;
     PangoLayout* layout = nullptr;
+    cairo_surface_t* picture = nullptr;  // the scanned image's own bitmap, kept alive by it
   };
 
   void flatten(const HVHierarchyDictionary& d, cairo_t* cr) {
@@ -95,6 +112,10 @@ class RawScreen {
     if (auto colour = d.color(Zerva_HS_Key_BackgroundColour)) {
       v.filled = true;
       colour->getRed(&v.r, &v.g, &v.b, &v.a);
+    }
+    if (auto image = d.image(Zerva_HS_Key_DirectImage)) {
+      pictures_.push_back(image);
+      v.picture = surfaceOf(*image->CGImage());
     }
     if (auto title = d.dictionary(Zerva_HS_Key_ViewTitle)) {
       if (auto text = title->string(Zerva_HS_Key_ViewTitle_Text)) {
@@ -117,6 +138,7 @@ class RawScreen {
   double scale_;
   int width_ = 0, height_ = 0;
   std::vector<View> views_;
+  std::vector<std::shared_ptr<const UIImage>> pictures_;
 };
 
 /// Masking: a copy of the frame with opaque boxes over the rectangles (in points).
@@ -173,7 +195,7 @@ inline RawPixels rawDownscale(const RawPixels& in, int width, int height) {
 }
 
 /// x264 driven directly, with the recorder's settings for a quality: preset, tune, rate factor,
-/// one thread, no B-frames, the motion search the recorder asks for (0: the preset's own).
+/// one thread, no B-frames, and its screen tuning when given a motion search range (0: none).
 class RawX264 {
  public:
   RawX264(int width, int height, int crf, double fps, int motionSearchRange) : width_(width), height_(height) {
@@ -192,6 +214,8 @@ class RawX264 {
     if (motionSearchRange > 0) {
       p.analyse.i_me_method = X264_ME_UMH;
       p.analyse.i_me_range = motionSearchRange;
+      p.analyse.i_subpel_refine = 6;
+      p.analyse.b_psy = 0;
     }
     x264_param_apply_profile(&p, "high");
     encoder_ = x264_encoder_open(&p);

@@ -159,14 +159,14 @@ struct StagePair {
     floor += cpuSeconds(CLOCK_THREAD_CPUTIME_ID) - t;
     ours += o;
   }
-  void report(benchmark::State& state, const char* label) {
+  void report(benchmark::State& state, const std::string& label) {
     const double n = static_cast<double>(state.iterations());
     state.counters["ours_ms"] = ours / n * 1000;
     if (hasFloor) {
       state.counters["floor_ms"] = floor / n * 1000;
       state.counters["ratio"] = floor > 0 ? ours / floor : 0;
     }
-    state.SetLabel(std::string(label) + " " + std::to_string(state.range(0)) + "x");
+    state.SetLabel(label);
   }
 };
 
@@ -181,7 +181,7 @@ void BM_StageScan(benchmark::State& state) {
   StagePair pair;
   pair.hasFloor = false;
   for (auto _ : state) pair.run([&] { benchmark::DoNotOptimize(scanScreen(session.handler())); }, [] {});
-  pair.report(state, "scan (no library floor)");
+  pair.report(state, std::string("scan (no library floor)") + " " + std::to_string(state.range(0)) + "x");
 }
 
 // Schematic drawing of the scanned feed against Cairo and Pango drawing its boxes and laid-out
@@ -196,7 +196,7 @@ void BM_StageSchematicDrawing(benchmark::State& state) {
     pair.run([&] { benchmark::DoNotOptimize(session.handler().renderSchematicFrame(snapshot, CGRectZero)); },
              [&] { benchmark::DoNotOptimize(raw.draw()); });
   }
-  pair.report(state, "hierarchy drawing vs Cairo/Pango");
+  pair.report(state, std::string("hierarchy drawing vs Cairo/Pango") + " " + std::to_string(state.range(0)) + "x");
   state.counters["views"] = static_cast<double>(raw.views());
 }
 
@@ -213,7 +213,7 @@ void BM_StageLayerSnapshot(benchmark::State& state) {
     pair.run([&] { benchmark::DoNotOptimize(handler.generateSnapShotForLayers(handler.availableWindowLayers(), windowSize, CGRectZero)); },
              [&] { benchmark::DoNotOptimize(raw.draw()); });
   }
-  pair.report(state, "layer snapshot vs Cairo/Pango");
+  pair.report(state, std::string("layer snapshot vs Cairo/Pango") + " " + std::to_string(state.range(0)) + "x");
 }
 
 // Masking three card-sized rectangles into the feed's frame against Cairo copying and filling.
@@ -231,7 +231,7 @@ void BM_StageMasking(benchmark::State& state) {
     pair.run([&] { benchmark::DoNotOptimize(handler.occludeSensitiveViewsIntoImage(frame, screens, strings, false, false)); },
              [&] { benchmark::DoNotOptimize(rawMask(surfaceOf(*frame->CGImage()), rects, ppp)); });
   }
-  pair.report(state, "masking vs Cairo");
+  pair.report(state, std::string("masking vs Cairo") + " " + std::to_string(state.range(0)) + "x");
 }
 
 // A landscape frame to the medium video: the quarter turn and the downscale (and the hand-over
@@ -256,7 +256,7 @@ void BM_StageTurnAndDownscale(benchmark::State& state) {
     session.settle();
     state.ResumeTiming();
   }
-  pair.report(state, "orientation redraw + downscale vs Cairo + libyuv");
+  pair.report(state, std::string("orientation redraw + downscale vs Cairo + libyuv") + " " + std::to_string(state.range(0)) + "x");
 }
 
 BENCHMARK(BM_StageScan)->Arg(1)->Arg(3)->ArgName("scale")->Unit(benchmark::kMillisecond)->MinTime(0.3);
@@ -321,7 +321,7 @@ void BM_StageConvertAndEncode(benchmark::State& state) {
              });
   }
   writer->finish();
-  pair.report(state, "conversion + encoding vs libyuv + x264");
+  pair.report(state, "conversion + encoding vs libyuv + x264, medium");
   state.counters["floor_convert_ms"] = convert / static_cast<double>(state.iterations()) * 1000;
 }
 BENCHMARK(BM_StageConvertAndEncode)->Unit(benchmark::kMillisecond)->Iterations(400);

@@ -2,7 +2,7 @@
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all setup build test test-asan test-tsan fuzz bench run clean
+.PHONY: all setup build test check-install test-asan test-tsan fuzz bench run clean
 
 all: build
 
@@ -17,6 +17,11 @@ build: setup build/release/build.ninja
 
 test: build
 	ctest --test-dir build/release --output-on-failure -j $(JOBS)
+
+# Installs the release build into a fresh temporary prefix and builds and runs
+# examples/record-a-scene against it, as another program would (scripts/check-install.sh).
+check-install: build
+	scripts/check-install.sh build/release
 
 test-asan: setup
 	cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZERVA_ASAN=ON -DZERVA_BUILD_BENCH=OFF $(CMAKE_FLAGS)

@@ -47,10 +47,10 @@ fuzz: setup
 bench: build
 	@for b in build/release/bench/bench_*; do [ -x "$$b" ] && "$$b" --benchmark_min_time=0.2 || true; done
 
-# The main job: plays the demo app and renders its key moments to out/demo/*.png.
-DEMO_TIMES = 0 1.5 3.3 4.25 5.5 7.5 8.5 10
+# The main job: records the demo app through the component into out/demo/: the session video, a
+# contact sheet of its frames, mask previews and a report (docs/recording.md).
 run: build
-	build/release/tools/zerva-scene render scenes/demo-app.json $(foreach t,$(DEMO_TIMES),--at $(t)) --out out/demo
+	build/release/tools/zerva-scene record scenes/demo-app.json --out out/demo
 
 clean:
 	rm -rf build

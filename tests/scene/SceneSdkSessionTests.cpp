@@ -351,12 +351,22 @@ TEST_F(SceneSdkSessionTest, TheDemoPlaysItsOwnCallsToAFinishedVideo) {
   EXPECT_TRUE(answers[1].blocked);
   EXPECT_TRUE(answers[2].blocked);
   EXPECT_FALSE(answers[3].blocked);
-  // The hybrid promo was hidden through the hooks while the login screen showed.
+  // On the login screen the text fields (a rule) and the hybrid promo (a sensitive view) are boxes;
+  // on the feed the on-demand source hides the top card.
+  auto boxAt = [](const Frame& f, double x, double y) {
+    const double scale = f.image->size().height / 844.0;
+    return colourDistance(f.image->pixelAt(size_t(x * scale), size_t(y * scale)), CGPixel{0x33, 0x33, 0x33, 255}) <= 24;
+  };
   const auto login = framesBetween(0.3, 3.3);
   ASSERT_FALSE(login.empty());
-  const double scale = login.back().image->size().height / 844.0;
-  const CGPixel promo = login.back().image->pixelAt(size_t(200 * scale), size_t(474 * scale));
-  EXPECT_LE(colourDistance(promo, CGPixel{0x33, 0x33, 0x33, 255}), 24);
+  for (const auto& f : login) {
+    EXPECT_TRUE(boxAt(f, 200, 474)) << "promo at " << f.at;
+    EXPECT_TRUE(boxAt(f, 195, 224)) << "e-mail at " << f.at;
+    EXPECT_TRUE(boxAt(f, 195, 288)) << "password at " << f.at;
+  }
+  const auto feed = framesBetween(4.1, 4.9);
+  ASSERT_FALSE(feed.empty());
+  for (const auto& f : feed) EXPECT_TRUE(boxAt(f, 195, 160)) << "top card at " << f.at;
 }
 
 }  // namespace

@@ -334,7 +334,7 @@ TEST_F(RecorderTest, ADiskThatFillsMidFragmentLeavesOnlyWholeFragments) {
   std::filesystem::remove(whole.file->url().path());
 
   // Room for the header and some fragments; the write that overflows lands part-way.
-  for (std::size_t room : {fullSize * 3 / 10, fullSize / 2, fullSize * 8 / 10}) {
+  for (std::size_t room : {fullSize * 4 / 10, fullSize * 6 / 10, fullSize * 8 / 10}) {
     recorder_->setOutputFactory(fillAfter(room));
     ASSERT_TRUE(start(settingsForFrameSize(kFrame)).success);
     const std::size_t accepted = record();

@@ -246,6 +246,7 @@ struct DemoRecording {
     settleAll(*handler);
     player.stop();
     handler->setFrameInspector(nullptr);
+    ZRViewVideoHandler::setSchematicCapture(true);  // the scene's sdk section switched it off
     if (auto outcome = session.recordingOutcome(); outcome && outcome->path) videoPath = *outcome->path;
   }
 };

@@ -2,7 +2,7 @@
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all setup build test test-asan test-tsan fuzz bench run clean
+.PHONY: all setup build test test-asan test-tsan fuzz bench run clean check-includes check-thread-safety
 
 all: build
 
@@ -30,6 +30,16 @@ test-tsan: setup
 	cmake --build build/tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/scripts/tsan.supp \
 	  ctest --test-dir build/tsan --output-on-failure -j $(JOBS)
+
+# Includes point down only: platform/ <- services/ <- the handler's folders <- scene/.
+check-includes:
+	scripts/check-includes.sh
+
+# Clang's thread-safety analysis (GUARDED_BY, REQUIRES) over the whole library, as errors.
+check-thread-safety: setup
+	cmake -S . -B build/thread-safety -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug \
+	  -DZERVA_BUILD_BENCH=OFF "-DCMAKE_CXX_FLAGS=-Wthread-safety -Werror=thread-safety" $(CMAKE_FLAGS)
+	scripts/check-thread-safety.sh build/thread-safety $(JOBS)
 
 # libFuzzer targets for the readers (fuzz/), built with Clang, ASan and UBSan, each run for
 # FUZZ_SECONDS; findings fail the target.

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "platform/UIImage.h"
+#include "scene/ScenePageReader.h"
 #include "services/ZRJSONReader.h"
 
 namespace zerva {
@@ -138,10 +139,9 @@ class Reader {
     }
     if (file) {
       const fs::path resolved = fs::path(*file).is_absolute() ? fs::path(*file) : base_ / *file;
-      NSErrorOrNil error;
-      if (!UIImage::imageWithContentsOfFile(resolved.string(), &error)) {
+      if (auto image = UIImage::imageWithContentsOfFile(resolved.string()); !image) {
         json_.fail(path + ".file", "a readable PNG file; " + resolved.string() + " " +
-                                       (error && error->code() == 260 ? "does not exist" : "is not a readable PNG"));
+                                       (image.error().code() == 260 ? "does not exist" : "is not a readable PNG"));
         return std::nullopt;
       }
       desc.file = resolved.string();
@@ -207,7 +207,7 @@ class Reader {
       if (v.kind != SceneViewKind::WebView) {
         json_.fail(path + ".page", "no page on a view that is not a web view");
       } else {
-        v.page = WebPage::readPage(json_, *it, path + ".page");
+        v.page = ScenePageReader::readPage(json_, *it, path + ".page");
       }
     }
     if (auto it = value.find("children"); it != value.end() && json_.expectArray(*it, path + ".children")) {
@@ -345,7 +345,7 @@ bool readEvent(Reader& r, const json& e, const std::string& path, const Scene& s
   event.hidden = j.readBool(e, "hidden", path);
   event.background = j.readColor(e, "background", path);
   if (e.contains("text") && event.action == SceneAction::Set) event.newText = event.text;
-  if (auto it = e.find("page"); it != e.end()) event.page = WebPage::readPage(j, *it, path + ".page");
+  if (auto it = e.find("page"); it != e.end()) event.page = ScenePageReader::readPage(j, *it, path + ".page");
   if (auto it = e.find("call"); it != e.end()) event.call = *it;
   if (!r.ok()) return false;
 

@@ -5,6 +5,10 @@
 // and opaque. One pixel per point makes a frame's pixel size equal its size in points, which is
 // what the video recorder encodes; opaque bitmaps start black, so parts of a frame that no
 // drawing covers come out black in the video rather than undefined.
+//
+// Threads: renderers and blank images are handed out on the main thread and the frame queue; the
+// class-wide format is read and set under its own lock from any thread; useImageRenderer is set
+// once, when the handler is set up, before frames flow. Ownership: the handler owns its renderer.
 
 #include <memory>
 

@@ -231,6 +231,7 @@ TEST(WebViewScript, TheMemoryLimitCountsWhatTheHeapReallyGrowsBy) {
   // Copies out of the heap count as well: a log line, the result.
   auto view = webViewWithPage("{}");
   view->setScriptMemoryLimit(size_t{4} << 20);
+  view->setScriptTimeout(30);  // the memory limit must answer first, on a loaded machine too
   EXPECT_FALSE(evaluate(view, "var s = 'x'.repeat(1500000); s.length").error);
   for (const char* script : {"console.log(s, s, s);", "[s, s, s]"}) {
     NSLogCapture log;
@@ -248,6 +249,7 @@ TEST(WebViewScript, TheMemoryLimitCountsWhatTheHeapReallyGrowsBy) {
   constexpr size_t kLimit = size_t{32} << 20;
   auto objects = webViewWithPage("{}");
   objects->setScriptMemoryLimit(kLimit);
+  objects->setScriptTimeout(30);
   const struct mallinfo2 before = mallinfo2();
   Evaluated e = evaluate(objects, "var kept = []; for (;;) kept.push({a: 1});");
   const struct mallinfo2 after = mallinfo2();

@@ -102,6 +102,8 @@ TEST(ThreadChecksDeathTest, TheWrongThreadAbortsNamingTheFunctionAndTheThreadItN
   GTEST_SKIP() << "thread checks are compiled into debug builds only";
 #else
   GTEST_FLAG_SET(death_test_style, "threadsafe");
+  // Binds the main run loop to this thread, in each death test's fresh child process too.
+  ASSERT_TRUE(NSThread::isMainThread());
   auto queue = dispatch_queue_create("com.zerva.test.frames", DISPATCH_QUEUE_SERIAL);
   EXPECT_DEATH(queue->assertCurrent("appendFrame"),
                "appendFrame must run on the queue \"com.zerva.test.frames\"");

@@ -2,7 +2,8 @@
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all setup build test test-asan test-tsan fuzz bench run clean check-includes check-thread-safety
+.PHONY: all setup build test check-install test-asan test-tsan fuzz bench run clean check-includes \
+  check-thread-safety
 
 all: build
 
@@ -17,6 +18,11 @@ build: setup build/release/build.ninja
 
 test: build
 	ctest --test-dir build/release --output-on-failure -j $(JOBS)
+
+# Installs the release build into a fresh temporary prefix and builds and runs
+# examples/record-a-scene against it, as another program would (scripts/check-install.sh).
+check-install: build
+	scripts/check-install.sh build/release
 
 test-asan: setup
 	cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZERVA_ASAN=ON -DZERVA_BUILD_BENCH=OFF $(CMAKE_FLAGS)
@@ -52,10 +58,10 @@ fuzz: setup
 bench: build
 	@for b in build/release/bench/bench_*; do [ -x "$$b" ] && "$$b" --benchmark_min_time=0.2 || true; done
 
-# The main job: plays the demo app and renders its key moments to out/demo/*.png.
-DEMO_TIMES = 0 1.5 3.3 4.25 5.5 7.5 8.5 10
+# The main job: records the demo app through the component into out/demo/: the session video, a
+# contact sheet of its frames, mask previews and a report (docs/recording.md).
 run: build
-	build/release/tools/zerva-scene render scenes/demo-app.json $(foreach t,$(DEMO_TIMES),--at $(t)) --out out/demo
+	build/release/tools/zerva-scene record scenes/demo-app.json --out out/demo
 
 clean:
 	rm -rf build

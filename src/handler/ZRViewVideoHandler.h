@@ -44,6 +44,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "handler/ZRFrameInspector.h"
 #include "handler/ZROcclusionRecords.h"
 #include "handler/ZRTrackedScrollViewDetailsHolder.h"
 #include "handler/ZRWeakReferenceViewHolder.h"
@@ -366,6 +367,12 @@ class ZRViewVideoHandler : public NSObject {
   void occludePartialScreen(const ZRRectStringList& occlusionRects, CGContextRef context, bool flipCoords,
                             CGSize screenSize);
 
+  // FrameInspection.cpp. An optional observer of each frame's rectangles, sources and images
+  // (ZRFrameInspector.h), for tools; none by default. Set it before a recording starts, never
+  // while frames flow: it is read without a lock on every thread.
+  std::shared_ptr<ZRFrameInspector> frameInspector() const { return frameInspector_; }
+  void setFrameInspector(std::shared_ptr<ZRFrameInspector> inspector) { frameInspector_ = std::move(inspector); }
+
   // OcclusionPipeline.cpp. The entries on the caller's thread (the main thread per frame); the
   // steps after them on the frame queue.
 
@@ -501,6 +508,17 @@ class ZRViewVideoHandler : public NSObject {
   /// each other and with the stop's reset); returns the new count.
   std::int64_t incrementNumFramesInVideo();
 
+  // Masking helpers (src/masking/FrameInspection.cpp): each does nothing without an inspector.
+  /// Any thread: the rectangles were made by `source`.
+  void inspectRects(const ZRRectStringList& rects, ZRHiddenRectSource source) const;
+  /// Main thread, at the end of a driver run that took `realSeconds` on the real clock.
+  void inspectFrameCapture(bool schematic, double realSeconds, std::int64_t snapshotsBefore) const;
+  /// Frame queue: the frame after masking (`recorded`; nullptr when it is not masked, as blank
+  /// frames are not), before its conversion.
+  void inspectMaskedFrame(ZRInspectedFrameKind kind, double frameTime, const std::shared_ptr<UIImage>& captured,
+                          const std::vector<std::string>& screens, const ZRRectStringList& occlusionRects,
+                          bool hideFullScreen, const std::shared_ptr<UIImage>& recorded) const;
+
   mutable std::recursive_mutex monitor_;
 
   // Collaborators: set by init (or by tests before recording), then only read.
@@ -509,6 +527,7 @@ class ZRViewVideoHandler : public NSObject {
   std::shared_ptr<ZRKeyboardUtility> keyboardUtility_;
   std::shared_ptr<ZRImageRenderer> imageRenderer_;
   std::shared_ptr<ScreenImageProcessor> imageProcessor_;
+  std::shared_ptr<ZRFrameInspector> frameInspector_;
 
   // Recording control: atomics, written by SDK calls, the frame clock and the frame queue.
   std::atomic<bool> slowCapturePath_{false};

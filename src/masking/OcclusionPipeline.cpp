@@ -53,6 +53,8 @@ void ZRViewVideoHandler::processImageForOcclusionAndVideoConversion(std::shared_
         ZR_ASSERT_FRAME_QUEUE();
         self->preserveLastVideoFrameTime(frameTime);
         auto masked = self->occludeSensitiveViewsIntoImage(captured, screens, joinedRects, false, hideFullScreen);
+        self->inspectMaskedFrame(ZRInspectedFrameKind::Real, frameTime, captured, screens, joinedRects, hideFullScreen,
+                                 masked);
         auto scaled = self->scaleImageToScreenSize(masked, screenFrame.size);
         self->processCapturedImageIntoVideo(scaled, orientation, screenFrame, false, hideFullScreen);
       });
@@ -80,12 +82,14 @@ void ZRViewVideoHandler::processImageForAutoOcclusionAndVideoConversion(std::sha
     // The processor answers on its own thread; the frame goes on from the serial queue, so that
     // frames are masked and converted one at a time. One that never answers holds its frame.
     askProcessor(
-        self->imageProcessor(), std::move(record), [image = std::move(image), occlusionRects = std::move(occlusionRects),
-                            completion = std::move(completion), frameTime](std::vector<std::string> found) mutable {
-          dispatch_async(GetMakeVideoFrameQueue(), [image = std::move(image),
+        self->imageProcessor(), std::move(record),
+        [inspector = self->frameInspector(), image = std::move(image), occlusionRects = std::move(occlusionRects),
+         completion = std::move(completion), frameTime](std::vector<std::string> found) mutable {
+          dispatch_async(GetMakeVideoFrameQueue(), [inspector = std::move(inspector), image = std::move(image),
                                                     occlusionRects = std::move(occlusionRects),
                                                     completion = std::move(completion), frameTime,
                                                     found = std::move(found)]() mutable {
+            if (inspector) inspector->noteRects(found, ZRHiddenRectSource::TextRecognition);
             ZRRectStringList joined = std::move(occlusionRects);
             joined.insert(joined.end(), std::make_move_iterator(found.begin()), std::make_move_iterator(found.end()));
             if (completion) completion(std::move(image), std::move(joined), frameTime);

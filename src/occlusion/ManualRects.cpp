@@ -45,6 +45,7 @@ void ZRViewVideoHandler::addRectsToOcclude(const ZRRectQuadrupleList& rects) { a
 
 void ZRViewVideoHandler::addRectsForManualOcclusion(const ZRRectQuadrupleList& rects) {
   const ZRRectStringList added = rectStringsFromQuadruples(rects);
+  inspectRects(added, ZRHiddenRectSource::Manual);
   std::lock_guard lock(monitor());
   // A set of rect strings; the order is kept only because a stable one costs nothing.
   ZRRectStringList stored;
@@ -94,6 +95,7 @@ void ZRViewVideoHandler::mergeAllManualOcclusionRectsWithIdentity() {
     const auto strings = rectStringsFromQuadruples(group.rects);
     merged.insert(merged.end(), strings.begin(), strings.end());
   }
+  inspectRects(merged, ZRHiddenRectSource::Manual);
   setManualOcclusionRects(std::move(merged));
 }
 
@@ -111,8 +113,11 @@ void ZRViewVideoHandler::pauseForOcclusionNextFrame(OnPausedRenderingStatus bloc
 
 void ZRViewVideoHandler::callOnDemandRectForOcclusionBlock(RectStringsCompletion completion) {
   if (auto source = onRecivedOcclusionRects()) {
-    source(calledOnce<ZRRectQuadrupleList>([completion = std::move(completion)](ZRRectQuadrupleList rects) {
-      if (completion) completion(rectStringsFromQuadruples(rects));
+    source(calledOnce<ZRRectQuadrupleList>([inspector = frameInspector(),
+                                            completion = std::move(completion)](ZRRectQuadrupleList rects) {
+      auto strings = rectStringsFromQuadruples(rects);
+      if (inspector) inspector->noteRects(strings, ZRHiddenRectSource::OnDemand);
+      if (completion) completion(std::move(strings));
     }));
     return;
   }

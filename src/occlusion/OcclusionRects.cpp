@@ -35,7 +35,9 @@ std::optional<ZRRectStringList> ZRViewVideoHandler::captureOcclusionRectsForView
   if (screenIsHidden()) {
     // The frame's full cover is painted from the hide flag; here only gestures need a rectangle.
     if (screenGestureRecordingIsHidden()) {
-      return ZRRectStringList{NSStringFromCGRect(CGRectMake(0, 0, windowSize.width, windowSize.height))};
+      ZRRectStringList whole{NSStringFromCGRect(CGRectMake(0, 0, windowSize.width, windowSize.height))};
+      inspectRects(whole, ZRHiddenRectSource::WholeScreen);
+      return whole;
     }
     return std::nullopt;
   }
@@ -46,7 +48,10 @@ std::optional<ZRRectStringList> ZRViewVideoHandler::captureOcclusionRectsForView
   rects.reserve(views.size());
   for (const auto& view : views) {
     const CGRect rect = occlusionRectForView(view, topController, windowSize);
-    if (!CGRectIsNull(rect)) rects.push_back(NSStringFromCGRect(rect));
+    if (CGRectIsNull(rect)) continue;
+    rects.push_back(NSStringFromCGRect(rect));
+    inspectRects({rects.back()}, view.entry.autoAdded ? ZRHiddenRectSource::AutomaticTextField
+                                                      : ZRHiddenRectSource::SensitiveView);
   }
   return rects;
 }

@@ -106,6 +106,7 @@ ZRRectStringList ZRViewVideoHandler::addWebViewOcclusionRects(const nlohmann::js
       rects.push_back(NSStringFromCGRect(CGRectMake((*a + offsetX) * sx, (*b + offsetY) * sy, width, height)));
     }
   }
+  inspectRects(rects, ZRHiddenRectSource::WebPage);
   return rects;
 }
 

@@ -2,9 +2,11 @@
 // frames while paused, the capture gates, scroll-stutter checks and the slow capture path.
 // Main thread: the frame timer's tick calls it.
 
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,6 +52,10 @@ void ZRViewVideoHandler::captureScreenImageToVideo() {
   if (!isRecording() || wantToStopVideoRecording()) return;
   try {
     const double start = CACurrentMediaTime();
+    // An inspector is told the same span on the real clock: a manual process clock stands still.
+    using RealClock = std::chrono::steady_clock;
+    const auto realStart = frameInspector() ? std::optional(RealClock::now()) : std::nullopt;
+    const std::int64_t snapshotsBefore = totalSnapshots();
 
     const std::vector<std::string> screens = currentVisibleScreens();
     if (!screens.empty()) {
@@ -76,6 +82,7 @@ void ZRViewVideoHandler::captureScreenImageToVideo() {
     }
 
     gZERVA_LastFrameTime = CACurrentMediaTime() - start;
+    const auto realEnd = realStart ? std::optional(RealClock::now()) : std::nullopt;
 
     if (userControlOfStopScrollCaptureOnStutterOS() && !verifyServerStoppedSlowPath()) {
       const double ms = gZERVA_LastFrameTime * 1000.0;
@@ -96,6 +103,9 @@ void ZRViewVideoHandler::captureScreenImageToVideo() {
           fs_NumSlowFrames = 0;
         }
       }
+    }
+    if (realStart) {
+      inspectFrameCapture(schematic, std::chrono::duration<double>(*realEnd - *realStart).count(), snapshotsBefore);
     }
   } catch (const std::exception& exception) {
     // The frame is lost; nothing else is undone.

@@ -43,6 +43,7 @@ void ZRViewVideoHandler::addBlankScreenToVideo(const UIColor& color) {
   processImageForAutoOcclusionAndVideoConversion(
       std::move(image), ZRRectStringList{},
       [self](std::shared_ptr<UIImage> delivered, ZRRectStringList, double frameTime) {
+        self->inspectMaskedFrame(ZRInspectedFrameKind::Blank, frameTime, delivered, {}, {}, false, nullptr);
         self->processScreenImageIntoVideo(std::move(delivered), frameTime);
       });
 }

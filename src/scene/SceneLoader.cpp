@@ -1,14 +1,14 @@
 #include "scene/SceneLoader.h"
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
 
-#include "platform/UIImage.h"
 #include "scene/ScenePageReader.h"
+#include "scene/SceneReader.h"
+#include "scene/SceneSdkReader.h"
 #include "services/ZRJSONReader.h"
 
 namespace zerva {
@@ -20,213 +20,26 @@ using json = nlohmann::json;
 
 constexpr const char* kDomain = "ZervaSceneError";
 
-template <class T>
-struct Named {
-  const char* name;
-  T value;
-};
-
-const Named<SceneViewKind> kKinds[] = {
-    {"view", SceneViewKind::View},           {"label", SceneViewKind::Label},
-    {"textField", SceneViewKind::TextField}, {"imageView", SceneViewKind::ImageView},
-    {"scrollView", SceneViewKind::ScrollView}, {"webView", SceneViewKind::WebView},
-    {"alert", SceneViewKind::Alert},
-};
-const Named<SceneAction> kActions[] = {
+const SceneNamed<SceneAction> kActions[] = {
     {"show", SceneAction::Show},         {"present", SceneAction::Present}, {"dismiss", SceneAction::Dismiss},
     {"scroll", SceneAction::Scroll},     {"zoom", SceneAction::Zoom},       {"type", SceneAction::Type},
     {"keyboard", SceneAction::Keyboard}, {"rotate", SceneAction::Rotate},   {"set", SceneAction::Set},
     {"add", SceneAction::Add},           {"remove", SceneAction::Remove},   {"page", SceneAction::Page},
     {"call", SceneAction::Call},
 };
-const Named<UIInterfaceOrientation> kOrientations[] = {
+const SceneNamed<UIInterfaceOrientation> kOrientations[] = {
     {"portrait", UIInterfaceOrientationPortrait},
     {"portraitUpsideDown", UIInterfaceOrientationPortraitUpsideDown},
     {"landscapeRight", UIInterfaceOrientationLandscapeRight},
     {"landscapeLeft", UIInterfaceOrientationLandscapeLeft},
 };
-const Named<UIModalPresentationStyle> kPresentations[] = {
+const SceneNamed<UIModalPresentationStyle> kPresentations[] = {
     {"fullScreen", UIModalPresentationFullScreen}, {"pageSheet", UIModalPresentationPageSheet},
     {"formSheet", UIModalPresentationFormSheet},   {"overFullScreen", UIModalPresentationOverFullScreen},
     {"popover", UIModalPresentationPopover},       {"custom", UIModalPresentationCustom},
 };
-const Named<NSTextAlignment> kAlignments[] = {
-    {"left", NSTextAlignmentLeft},           {"center", NSTextAlignmentCenter},   {"right", NSTextAlignmentRight},
-    {"justified", NSTextAlignmentJustified}, {"natural", NSTextAlignmentNatural},
-};
-const char* const kPatterns[] = {"checker", "stripes", "gradient", "photo"};
 
-class Reader {
- public:
-  Reader(std::string file, fs::path baseDirectory) : json_(std::move(file)), base_(std::move(baseDirectory)) {}
-
-  ZRJSONReader& reader() { return json_; }
-  bool ok() const { return json_.ok(); }
-
-  template <class T, size_t N>
-  std::optional<T> choice(const json& object, const std::string& key, const std::string& path, const Named<T> (&names)[N]) {
-    auto text = json_.readString(object, key, path);
-    if (!text) return std::nullopt;
-    for (const auto& n : names) {
-      if (*text == n.name) return n.value;
-    }
-    std::string known;
-    for (const auto& n : names) known += std::string(known.empty() ? "" : ", ") + "\"" + n.name + "\"";
-    json_.fail(ZRJSONReader::member(path, key), "one of " + known + ", found \"" + *text + "\"");
-    return std::nullopt;
-  }
-
-  std::optional<std::vector<double>> numbers(const json& object, const std::string& key, const std::string& path,
-                                             size_t count, const char* what) {
-    auto it = object.find(key);
-    if (it == object.end()) return std::nullopt;
-    const std::string at = ZRJSONReader::member(path, key);
-    if (!it->is_array() || it->size() != count ||
-        !std::all_of(it->begin(), it->end(), [](const json& v) { return v.is_number() && std::isfinite(v.get<double>()); })) {
-      json_.fail(at, what);
-      return std::nullopt;
-    }
-    std::vector<double> out;
-    for (const auto& v : *it) out.push_back(v.get<double>());
-    return out;
-  }
-
-  std::optional<CGRect> rect(const json& o, const std::string& key, const std::string& path) {
-    auto v = numbers(o, key, path, 4, "a rectangle [x, y, width, height]");
-    if (!v) return std::nullopt;
-    if ((*v)[2] < 0 || (*v)[3] < 0) {
-      json_.fail(ZRJSONReader::member(path, key), "a rectangle whose width and height are not negative");
-      return std::nullopt;
-    }
-    return CGRectMake((*v)[0], (*v)[1], (*v)[2], (*v)[3]);
-  }
-
-  std::optional<CGSize> size(const json& o, const std::string& key, const std::string& path) {
-    auto v = numbers(o, key, path, 2, "a size [width, height]");
-    if (!v) return std::nullopt;
-    if (!((*v)[0] > 0) || !((*v)[1] > 0)) {
-      json_.fail(ZRJSONReader::member(path, key), "a size with both sides above 0");
-      return std::nullopt;
-    }
-    return CGSize{(*v)[0], (*v)[1]};
-  }
-
-  std::optional<CGPoint> point(const json& o, const std::string& key, const std::string& path) {
-    auto v = numbers(o, key, path, 2, "a point [x, y]");
-    if (!v) return std::nullopt;
-    return CGPoint{(*v)[0], (*v)[1]};
-  }
-
-  std::optional<double> ranged(const json& o, const std::string& key, const std::string& path, double lo, double hi,
-                               const char* what) {
-    auto v = json_.readNumber(o, key, path);
-    if (v && !(*v >= lo && *v <= hi)) {
-      json_.fail(ZRJSONReader::member(path, key), what);
-      return std::nullopt;
-    }
-    return v;
-  }
-
-  std::optional<SceneImageSpec> image(const json& value, const std::string& path) {
-    if (!json_.expectObject(value, path, {"file", "pattern", "size", "colors"})) return std::nullopt;
-    SceneImageSpec desc;
-    auto file = json_.readString(value, "file", path);
-    auto pattern = json_.readString(value, "pattern", path);
-    if (!ok()) return std::nullopt;
-    if (file.has_value() == pattern.has_value()) {
-      json_.fail(path, "either \"file\" or \"pattern\"");
-      return std::nullopt;
-    }
-    if (file) {
-      const fs::path resolved = fs::path(*file).is_absolute() ? fs::path(*file) : base_ / *file;
-      if (auto image = UIImage::imageWithContentsOfFile(resolved.string()); !image) {
-        json_.fail(path + ".file", "a readable PNG file; " + resolved.string() + " " +
-                                       (image.error().code() == 260 ? "does not exist" : "is not a readable PNG"));
-        return std::nullopt;
-      }
-      desc.file = resolved.string();
-    } else {
-      if (std::find(std::begin(kPatterns), std::end(kPatterns), *pattern) == std::end(kPatterns)) {
-        json_.fail(path + ".pattern", "one of \"checker\", \"stripes\", \"gradient\", \"photo\", found \"" + *pattern + "\"");
-        return std::nullopt;
-      }
-      desc.pattern = *pattern;
-    }
-    if (auto s = size(value, "size", path)) desc.size = *s;
-    if (auto it = value.find("colors"); it != value.end() && json_.expectArray(*it, path + ".colors")) {
-      for (size_t i = 0; i < it->size(); ++i) {
-        const auto& c = (*it)[i];
-        auto color = c.is_string() ? ZRColorFromHexString(c.get<std::string>()) : std::nullopt;
-        if (!color) {
-          json_.fail(ZRJSONReader::element(path + ".colors", i), "a colour as \"#RRGGBB\" or \"#RRGGBBAA\"");
-          return std::nullopt;
-        }
-        desc.colors.push_back(*color);
-      }
-    }
-    return ok() ? std::optional(desc) : std::nullopt;
-  }
-
-  std::optional<SceneViewSpec> view(const json& value, const std::string& path) {
-    if (!json_.expectObject(value, path,
-                            {"type", "name", "frame", "background", "alpha", "hidden", "clips", "cornerRadius", "zPosition",
-                             "text", "font", "textColor", "alignment", "lines", "placeholder", "secure", "image",
-                             "contentSize", "contentOffset", "page", "children"})) {
-      return std::nullopt;
-    }
-    SceneViewSpec v;
-    if (auto k = choice(value, "type", path, kKinds)) v.kind = *k;
-    if (auto n = json_.readString(value, "name", path)) {
-      v.name = *n;
-      if (!n->empty() && !viewNames_.insert(*n).second) json_.fail(path + ".name", "a name no other view has; \"" + *n + "\" is taken");
-    }
-    if (auto r = rect(value, "frame", path)) v.frame = *r;
-    if (auto c = json_.readColor(value, "background", path)) v.background = c;
-    if (auto a = ranged(value, "alpha", path, 0, 1, "an alpha from 0 to 1")) v.alpha = *a;
-    if (auto b = json_.readBool(value, "hidden", path)) v.hidden = *b;
-    if (auto b = json_.readBool(value, "clips", path)) v.clips = *b;
-    if (auto r = ranged(value, "cornerRadius", path, 0, 1e6, "a radius of 0 or more")) v.cornerRadius = *r;
-    if (auto z = json_.readNumber(value, "zPosition", path)) v.zPosition = *z;
-    if (auto t = json_.readString(value, "text", path)) v.text = *t;
-    if (auto it = value.find("font"); it != value.end()) {
-      const std::string at = path + ".font";
-      if (json_.expectObject(*it, at, {"size", "bold"})) {
-        if (auto s = ranged(*it, "size", at, 1, 500, "a font size from 1 to 500")) v.fontSize = *s;
-        if (auto b = json_.readBool(*it, "bold", at)) v.bold = *b;
-      }
-    }
-    if (auto c = json_.readColor(value, "textColor", path)) v.textColor = c;
-    if (auto a = choice(value, "alignment", path, kAlignments)) v.alignment = *a;
-    if (auto l = ranged(value, "lines", path, 0, 1000, "a line count from 0 (no limit) to 1000")) v.lines = static_cast<long>(*l);
-    if (auto p = json_.readString(value, "placeholder", path)) v.placeholder = *p;
-    if (auto s = json_.readBool(value, "secure", path)) v.secure = *s;
-    if (auto it = value.find("image"); it != value.end()) v.image = image(*it, path + ".image");
-    if (auto s = size(value, "contentSize", path)) v.contentSize = s;
-    if (auto p = point(value, "contentOffset", path)) v.contentOffset = *p;
-    if (auto it = value.find("page"); it != value.end()) {
-      if (v.kind != SceneViewKind::WebView) {
-        json_.fail(path + ".page", "no page on a view that is not a web view");
-      } else {
-        v.page = ScenePageReader::readPage(json_, *it, path + ".page");
-      }
-    }
-    if (auto it = value.find("children"); it != value.end() && json_.expectArray(*it, path + ".children")) {
-      for (size_t i = 0; i < it->size() && ok(); ++i) {
-        if (auto child = view((*it)[i], ZRJSONReader::element(path + ".children", i))) v.children.push_back(std::move(*child));
-      }
-    }
-    return ok() ? std::optional(std::move(v)) : std::nullopt;
-  }
-
-  std::set<std::string>& viewNames() { return viewNames_; }
-
- private:
-  ZRJSONReader json_;
-  fs::path base_;
-  std::set<std::string> viewNames_;
-};
-
-bool readDevice(Reader& r, const json& value, Scene& scene) {
+bool readDevice(SceneReader& r, const json& value, Scene& scene) {
   auto& j = r.reader();
   if (!j.expectObject(value, "$.device", {"screen", "scale", "os", "orientation"})) return false;
   if (auto s = r.size(value, "screen", "$.device")) scene.device.screen = *s;
@@ -248,7 +61,7 @@ bool readDevice(Reader& r, const json& value, Scene& scene) {
   return r.ok();
 }
 
-bool readApp(Reader& r, const json& value, Scene& scene) {
+bool readApp(SceneReader& r, const json& value, Scene& scene) {
   auto& j = r.reader();
   if (!j.expectObject(value, "$.app", {"windows", "screens"})) return false;
   if (auto it = value.find("screens"); it != value.end()) {
@@ -305,7 +118,7 @@ bool readApp(Reader& r, const json& value, Scene& scene) {
   return r.ok();
 }
 
-bool readEvent(Reader& r, const json& e, const std::string& path, const Scene& scene, SceneEvent& event) {
+bool readEvent(SceneReader& r, const json& e, const std::string& path, const Scene& scene, SceneEvent& event) {
   auto& j = r.reader();
   if (!j.expectObject(e, path,
                       {"at", "do", "screen", "window", "view", "parent", "text", "duration", "to", "scale", "show",
@@ -346,7 +159,6 @@ bool readEvent(Reader& r, const json& e, const std::string& path, const Scene& s
   event.background = j.readColor(e, "background", path);
   if (e.contains("text") && event.action == SceneAction::Set) event.newText = event.text;
   if (auto it = e.find("page"); it != e.end()) event.page = ScenePageReader::readPage(j, *it, path + ".page");
-  if (auto it = e.find("call"); it != e.end()) event.call = *it;
   if (!r.ok()) return false;
 
   // What each action needs.
@@ -414,7 +226,11 @@ bool readEvent(Reader& r, const json& e, const std::string& path, const Scene& s
       break;
     }
     case SceneAction::Call:
-      need(event.call.is_object(), "call", "the call to make (an object)");
+      if (auto it = e.find("call"); it != e.end()) {
+        event.call = SceneReadCall(r, *it, path + ".call", event.at, scene);
+      } else {
+        need(false, "call", "the call to make (an object)");
+      }
       break;
   }
   return r.ok();
@@ -441,13 +257,14 @@ std::optional<Scene> SceneLoader::loadFile(const std::string& path, NSErrorOrNil
 
 std::optional<Scene> SceneLoader::loadText(const std::string& text, const std::string& name,
                                            const std::string& baseDirectory, NSErrorOrNil* error) {
-  Reader r(name, baseDirectory.empty() ? fs::path(".") : fs::path(baseDirectory));
+  SceneReader r(name, baseDirectory.empty() ? fs::path(".") : fs::path(baseDirectory));
   auto& j = r.reader();
   Scene scene;
   scene.file = name;
   const json doc = j.parse(text);
-  if (r.ok() && j.expectObject(doc, "$", {"device", "app", "timeline"})) {
+  if (r.ok() && j.expectObject(doc, "$", {"device", "app", "sdk", "timeline"})) {
     if (auto it = doc.find("device"); it != doc.end()) readDevice(r, *it, scene);
+    if (auto it = doc.find("sdk"); r.ok() && it != doc.end()) SceneReadSdk(r, *it, scene.sdk);
     if (r.ok()) {
       if (auto it = doc.find("app"); it != doc.end()) {
         readApp(r, *it, scene);

@@ -342,7 +342,7 @@ void ScenePlayer::apply(const SceneEvent& event) {
       if (auto web = std::dynamic_pointer_cast<WKWebView>(view); web && event.page) web->loadPage(*event.page);
       break;
     case SceneAction::Call:
-      if (callHandler_) callHandler_(event.call);
+      if (callHandler_ && event.call) callHandler_(*event.call);
       break;
   }
 }

@@ -24,7 +24,7 @@ class UIWindow;
 
 class ScenePlayer {
  public:
-  using CallHandler = std::function<void(const nlohmann::json& call)>;
+  using CallHandler = std::function<void(const SceneCall& call)>;
   using ScreenHandler = std::function<void(const std::string& screen, bool visible)>;
 
   explicit ScenePlayer(Scene scene);
@@ -45,7 +45,8 @@ class ScenePlayer {
   std::shared_ptr<UIViewController> screenNamed(const std::string& name) const;
   std::shared_ptr<UIWindow> windowNamed(const std::string& name) const;
 
-  /// Receives the timeline's "call" events: calls into the recording component.
+  /// Receives the timeline's "call" events: calls into the recording component
+  /// (SceneSdkSession::perform).
   void setCallHandler(CallHandler handler) { callHandler_ = std::move(handler); }
   /// Told when a screen is shown or presented (true) and when it goes (false).
   void setScreenHandler(ScreenHandler handler) { screenHandler_ = std::move(handler); }

@@ -78,6 +78,8 @@ void ZRViewVideoHandler::schematicFrameScreenImage(bool hideFullScreen) {
         ZR_ASSERT_FRAME_QUEUE();
         self->preserveLastVideoFrameTime(frameTime);
         auto masked = self->occludeSensitiveViewsIntoImage(drawn, screens, joinedRects, false, hideFullScreen);
+        self->inspectMaskedFrame(ZRInspectedFrameKind::Schematic, frameTime, drawn, screens, joinedRects,
+                                 hideFullScreen, masked);
         // Drawn at the screen's size already: no scaling before conversion.
         const CGSize size = masked ? masked->size() : CGSizeZero;
         self->processCapturedImageIntoVideo(masked, orientation, CGRectMake(0, 0, size.width, size.height), false,

@@ -68,6 +68,9 @@ void ZRViewVideoHandler::recordScreenVideo(CGRect captureFrame, bool hideFullScr
       auto self = std::static_pointer_cast<ZRViewVideoHandler>(shared_from_this());
       occlusionRectsForWebView(webView, [self, webView, image, windowSize, captureFrame,
                                          hideFullScreen](nlohmann::json answer) {
+        // A page that left its window before it answered: its rectangles can no longer be
+        // placed, while the picture still shows it. The frame is dropped, not sent unmasked.
+        if (!webView->window()) return;
         ZRRectStringList merged = self->addWebViewOcclusionRects(answer, webView, windowSize);
         self->setWebViewRects(std::move(merged));
         self->processImageForOcclusionAndVideoConversion(image, hideFullScreen, captureFrame);

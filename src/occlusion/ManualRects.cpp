@@ -1,7 +1,9 @@
 // Hybrid frameworks' rectangles (pushed, grouped or on demand) and the frame via the pause hook.
 // Adds on any thread; the frame route on the main thread, its rest where the hook replies.
 
+#include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <mutex>
 #include <type_traits>
 #include <unordered_set>
@@ -25,7 +27,11 @@ ZRRectStringList rectStringsFromQuadruples(const ZRRectQuadrupleList& rects) {
   strings.reserve(rects.size());
   for (const auto& rect : rects) {
     if (rect.size() != 4) continue;
-    if (rect[2] > 0 && rect[3] > 0) strings.push_back(NSStringFromCGRect(CGRectMake(rect[0], rect[1], rect[2], rect[3])));
+    // An infinite or NaN value would read back as the zero rectangle and hide nothing: malformed.
+    const bool finite = std::all_of(rect.begin(), rect.end(), [](double v) { return std::isfinite(v); });
+    if (finite && rect[2] > 0 && rect[3] > 0) {
+      strings.push_back(NSStringFromCGRect(CGRectMake(rect[0], rect[1], rect[2], rect[3])));
+    }
   }
   return strings;
 }

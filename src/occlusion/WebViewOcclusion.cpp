@@ -1,6 +1,7 @@
 // The screen's web view, the page query for its sensitive elements and their key-window rects.
 // The two screen calls on any thread; the query and the conversion on the main thread.
 
+#include <cmath>
 #include <cstdlib>
 #include <mutex>
 
@@ -102,8 +103,13 @@ ZRRectStringList ZRViewVideoHandler::addWebViewOcclusionRects(const nlohmann::js
     if (!a || !b || !c || !d) continue;
     const double width = *c * sx;
     const double height = *d * sy;
-    if (width > 0 && height > 0) {
-      rects.push_back(NSStringFromCGRect(CGRectMake((*a + offsetX) * sx, (*b + offsetY) * sy, width, height)));
+    const double x = (*a + offsetX) * sx;
+    const double y = (*b + offsetY) * sy;
+    // "NaN", "Infinity" or a number past a double's range once scaled has no rect string (it
+    // would read back as the zero rectangle): dropped like any other malformed quadruple.
+    if (width > 0 && height > 0 && std::isfinite(x) && std::isfinite(y) && std::isfinite(width) &&
+        std::isfinite(height)) {
+      rects.push_back(NSStringFromCGRect(CGRectMake(x, y, width, height)));
     }
   }
   inspectRects(rects, ZRHiddenRectSource::WebPage);

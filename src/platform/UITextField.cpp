@@ -16,7 +16,7 @@ constexpr double kTextInset = 4;
 UITextField::UITextField(CGRect frame) : UIView(frame) { setOpaque(false); }
 
 std::string UITextField::displayedText() const {
-  if (text_.empty()) return placeholder_;
+  if (text_.empty()) return hint_;
   if (!secureTextEntry_) return text_;
   // One bullet per character: count the bytes that start a UTF-8 character.
   const auto characters = std::count_if(text_.begin(), text_.end(), [](char c) { return (c & 0xC0) != 0x80; });

@@ -16,8 +16,8 @@ class UITextField : public UIView {
 
   const std::string& text() const { return text_; }
   void setText(std::string text) { text_ = std::move(text); }
-  const std::string& placeholder() const { return placeholder_; }
-  void setPlaceholder(std::string placeholder) { placeholder_ = std::move(placeholder); }
+  const std::string& hint() const { return hint_; }
+  void setHint(std::string hint) { hint_ = std::move(hint); }
   const UIFont& font() const { return font_; }
   void setFont(UIFont font) { font_ = font; }
   const UIColor& textColor() const { return textColor_; }
@@ -28,13 +28,13 @@ class UITextField : public UIView {
   void setSecureTextEntry(bool secure) { secureTextEntry_ = secure; }
 
   /// What the field shows: its text on one line (a bullet per character when secure), or the
-  /// placeholder in grey when empty.
+  /// hint in grey when empty.
   std::string displayedText() const;
   void drawRect(CGRect rect) const override;
 
  private:
   std::string text_;
-  std::string placeholder_;
+  std::string hint_;
   UIFont font_ = UIFont::systemFontOfSize(17);
   UIColor textColor_ = UIColor::blackColor();
   NSTextAlignment textAlignment_ = NSTextAlignmentNatural;

@@ -55,9 +55,9 @@ void drawElement(CGContextRef c, const WebElement& e, bool parentVisible) {
         shown.clear();
         for (long i = 0; i < n; ++i) shown += "\u2022";
       }
-      // An empty field shows its hint text (the HTML attribute of that name) in light grey.
+      // An empty field shows its "hint" attribute in light grey.
       const bool showsHint = shown.empty();
-      if (showsHint) shown = e.attribute("placeholder").value_or("");
+      if (showsHint) shown = e.attribute("hint").value_or("");
       drawText(shown, CGRectInset(box, 8, 0), 16, false, showsHint ? UIColor::colorWithWhite(0.65, 1) : textColor,
                NSTextAlignmentLeft, true);
     } else if (tag == "textarea") {

@@ -15,13 +15,13 @@ namespace {
 using json = nlohmann::json;
 using M = SceneCallMethod;
 
-struct CallSpec {
+struct CallSignature {
   const char* name;
   SceneCallMethod method;
   std::vector<std::string_view> keys;  // besides "method"
 };
 
-const CallSpec kCalls[] = {
+const CallSignature kCalls[] = {
     {"startScreenRecording", M::StartScreenRecording, {}},
     {"stopScreenRecording", M::StopScreenRecording, {"reason"}},
     {"waitUntilScreenRecordingIsFinished", M::WaitUntilScreenRecordingIsFinished, {"timeout"}},
@@ -331,20 +331,20 @@ std::optional<SceneCall> SceneReadCall(SceneReader& r, const json& value, const 
     if (r.ok()) j.fail(path + ".method", "the handler operation to call (missing)");
     return std::nullopt;
   }
-  const auto spec = std::find_if(std::begin(kCalls), std::end(kCalls), [&](const CallSpec& c) { return *name == c.name; });
-  if (spec == std::end(kCalls)) {
+  const auto signature = std::find_if(std::begin(kCalls), std::end(kCalls), [&](const CallSignature& c) { return *name == c.name; });
+  if (signature == std::end(kCalls)) {
     j.fail(path + ".method", "a handler operation that scenes can call (docs/scenes.md), found \"" + *name + "\"");
     return std::nullopt;
   }
   for (const auto& [key, member] : value.items()) {
-    if (key == "method" || std::find(spec->keys.begin(), spec->keys.end(), key) != spec->keys.end()) continue;
+    if (key == "method" || std::find(signature->keys.begin(), signature->keys.end(), key) != signature->keys.end()) continue;
     std::string known = "method";
-    for (auto k : spec->keys) known += ", " + std::string(k);
+    for (auto k : signature->keys) known += ", " + std::string(k);
     j.fail(ZRJSONReader::member(path, key), "no such key for " + *name + " (known keys: " + known + ")");
     return std::nullopt;
   }
   SceneCall call;
-  call.method = spec->method;
+  call.method = signature->method;
   call.name = *name;
   call.path = path;
   call.at = at;

@@ -47,7 +47,7 @@ struct SceneViewSpec {
   std::optional<UIColor> textColor;
   NSTextAlignment alignment = NSTextAlignmentNatural;
   long lines = 1;
-  std::string placeholder;
+  std::string hint;  // grey text of an empty field
   bool secure = false;
   // Image views.
   std::optional<SceneImageSpec> image;
@@ -87,7 +87,7 @@ struct SceneDeviceSpec {
 
 /// The SDK's side of a scene: session settings, configuration, switches and logging, applied
 /// before a recording starts (docs/scenes.md, "sdk"). Defaults are the SDK's own.
-struct SceneSdkSpec {
+struct SceneSdkSettings {
   // Session settings.
   bool recordScreenVideo = true;
   unsigned long recordingQuality = 1;
@@ -225,7 +225,7 @@ struct SceneEvent {
 struct Scene {
   std::string file;
   SceneDeviceSpec device;
-  SceneSdkSpec sdk;
+  SceneSdkSettings sdk;
   std::vector<SceneWindowSpec> windows;
   std::map<std::string, SceneScreenSpec> screens;
   std::vector<SceneEvent> timeline;  // in time order (stable for equal times)

@@ -48,7 +48,7 @@ std::shared_ptr<UIView> makeView(const SceneViewSpec& desc) {
     case SceneViewKind::TextField: {
       auto field = std::make_shared<UITextField>(desc.frame);
       applyText(*field, desc);
-      field->setPlaceholder(desc.placeholder);
+      field->setHint(desc.hint);
       field->setSecureTextEntry(desc.secure);
       return field;
     }

@@ -124,7 +124,7 @@ std::optional<SceneImageSpec> SceneReader::image(const json& value, const std::s
 std::optional<SceneViewSpec> SceneReader::view(const json& value, const std::string& path) {
   if (!json_.expectObject(value, path,
                           {"type", "name", "frame", "background", "alpha", "hidden", "clips", "cornerRadius", "zPosition",
-                           "text", "font", "textColor", "alignment", "lines", "placeholder", "secure", "image",
+                           "text", "font", "textColor", "alignment", "lines", "hint", "secure", "image",
                            "contentSize", "contentOffset", "page", "children"})) {
     return std::nullopt;
   }
@@ -153,7 +153,7 @@ std::optional<SceneViewSpec> SceneReader::view(const json& value, const std::str
   if (auto c = json_.readColor(value, "textColor", path)) v.textColor = c;
   if (auto a = choice(value, "alignment", path, kAlignments)) v.alignment = *a;
   if (auto l = ranged(value, "lines", path, 0, 1000, "a line count from 0 (no limit) to 1000")) v.lines = static_cast<long>(*l);
-  if (auto p = json_.readString(value, "placeholder", path)) v.placeholder = *p;
+  if (auto p = json_.readString(value, "hint", path)) v.hint = *p;
   if (auto s = json_.readBool(value, "secure", path)) v.secure = *s;
   if (auto it = value.find("image"); it != value.end()) v.image = image(*it, path + ".image");
   if (auto s = size(value, "contentSize", path)) v.contentSize = s;

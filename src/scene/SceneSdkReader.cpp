@@ -20,7 +20,7 @@ std::optional<double> wholeNumber(ZRJSONReader& j, const nlohmann::json& object,
 
 }  // namespace
 
-bool SceneReadSdk(SceneReader& r, const nlohmann::json& value, SceneSdkSpec& sdk) {
+bool SceneReadSdk(SceneReader& r, const nlohmann::json& value, SceneSdkSettings& sdk) {
   auto& j = r.reader();
   const std::string path = "$.sdk";
   if (!j.expectObject(value, path,

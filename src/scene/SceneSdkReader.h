@@ -13,7 +13,7 @@
 namespace zerva {
 
 /// Reads "$.sdk" into `sdk`; false with the reader's error on bad input.
-bool SceneReadSdk(SceneReader& reader, const nlohmann::json& value, SceneSdkSpec& sdk);
+bool SceneReadSdk(SceneReader& reader, const nlohmann::json& value, SceneSdkSettings& sdk);
 
 /// Reads the "call" object of the event at `path` (its time `at`). Views must exist by then
 /// (the reader knows the views read so far); screens must be screens of `scene`.

@@ -100,7 +100,7 @@ class SceneSdkSession {
     std::atomic<bool> stopDelivered{false};
   };
 
-  SceneSdkSpec sdk_;
+  SceneSdkSettings sdk_;
   bool startsRecording_ = false;
   ScenePlayer& player_;
   std::shared_ptr<ZRViewVideoHandler> handler_;

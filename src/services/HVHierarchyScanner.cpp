@@ -141,7 +141,7 @@ void HVHierarchyScanner::describeContent(const std::shared_ptr<UIView>& view, HV
     d.set(Zerva_HS_Key_ForegroundColour, label->textColor());
     hasContent = true;
   } else if (auto field = std::dynamic_pointer_cast<UITextField>(view)) {
-    // Not sensitive here: a plain field shows its text, or its placeholder in grey.
+    // Not sensitive here: a plain field shows its text, or its hint in grey.
     title->set(Zerva_HS_Key_ViewTitle_Text, field->displayedText());
     title->set(Zerva_HS_Key_ViewTitle_Font, field->font());
     title->set(Zerva_HS_Key_ViewTitle_Align, static_cast<double>(field->textAlignment()));

@@ -49,7 +49,8 @@ void ZRImageRenderer::setRendererFormat(UIGraphicsImageRendererFormat format) {
 }
 
 std::shared_ptr<UIGraphicsImageRenderer> ZRImageRenderer::imageRendererForSize(CGSize size) {
-  const UIGraphicsImageRendererFormat format = rendererFormat();
+  UIGraphicsImageRendererFormat format = rendererFormat();
+  if (format.scale() > kMaxPixelsPerPoint) format.setScale(kMaxPixelsPerPoint);
   if (!usableSide(size.width, format.scale()) || !usableSide(size.height, format.scale())) return nullptr;
   return std::make_shared<UIGraphicsImageRenderer>(size, format);
 }

@@ -4,7 +4,9 @@
 // Renderer format: a class-wide UIGraphicsImageRendererFormat, by default 1 pixel per point
 // and opaque. One pixel per point makes a frame's pixel size equal its size in points, which is
 // what the video recorder encodes; opaque bitmaps start black, so parts of a frame that no
-// drawing covers come out black in the video rather than undefined.
+// drawing covers come out black in the video rather than undefined. A format of more pixels per
+// point (a 3x device's) is drawn at one: no video is encoded finer than one pixel per point and
+// text recognition reads at one, so the finer bitmap would only be drawn to be scaled back down.
 //
 // Threads: renderers and blank images are handed out on the main thread and the frame queue; the
 // class-wide format is read and set under its own lock from any thread; useImageRenderer is set
@@ -26,6 +28,8 @@ class ZRImageRenderer : public NSObject {
   /// Sides above this many points get no renderer: no screen is that large, and the bitmaps
   /// would cost hundreds of megabytes.
   static constexpr double kMaxSide = 8192;
+  /// The finest frames are drawn: the full video size is one pixel per point.
+  static constexpr double kMaxPixelsPerPoint = 1;
 
   ZRImageRenderer() = default;
 
@@ -35,8 +39,9 @@ class ZRImageRenderer : public NSObject {
   bool useImageRenderer() const { return useImageRenderer_; }
   void setUseImageRenderer(bool use) { useImageRenderer_ = use; }
 
-  /// A renderer of the size with rendererFormat(); nullptr (the caller skips its drawing) for a
-  /// size that is zero, negative, not finite or beyond kMaxSide points or kMaxSide pixels a side.
+  /// A renderer of the size with rendererFormat(), its scale at most kMaxPixelsPerPoint; nullptr
+  /// (the caller skips its drawing) for a size that is zero, negative, not finite or beyond
+  /// kMaxSide points or kMaxSide pixels a side.
   static std::shared_ptr<UIGraphicsImageRenderer> imageRendererForSize(CGSize size);
   /// What the handler draws in: imageRendererForSize by default. Virtual so that tests can stand
   /// in a renderer that answers nil.

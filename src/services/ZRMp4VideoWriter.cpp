@@ -262,6 +262,12 @@ NSResult<std::unique_ptr<ZRMp4VideoWriter>> ZRMp4VideoWriter::create(const ZRVid
   // No B-frames and no look-ahead: frames leave the encoder as they come, memory stays flat.
   av_dict_set(&options, "tune", "zerolatency", 0);
   av_dict_set_int(&options, "crf", config.constantRateFactor, 0);
+  if (config.tuneForScreens) {
+    av_dict_set(&options, "motion-est", "umh", 0);
+    c->me_range = config.motionSearchRange;
+    c->me_subpel_quality = 6;
+    av_dict_set(&options, "psy", "0", 0);
+  }
   const int opened = avcodec_open2(c, encoder, &options);
   av_dict_free(&options);
   if (opened < 0) {

@@ -19,7 +19,7 @@ struct QualityRow {
 // Measured on schematic and photo-like app content; see docs/video-settings.md.
 constexpr QualityRow kQualityTable[] = {
     /* low    */ {5.0f, 0.5f, 640, 30, "veryfast"},
-    /* medium */ {10.0f, 0.75f, 960, 28, "veryfast"},
+    /* medium */ {10.0f, 0.75f, 960, 26, "veryfast"},
     /* high   */ {10.0f, 1.0f, 1366, 26, "veryfast"},
 };
 

@@ -1,6 +1,7 @@
 // Rectangles from hybrid frameworks: plain and grouped adds, the on-demand source, the
 // rendering-pause hook, and SDK calls from several threads at once.
 
+#include <cmath>
 #include <future>
 #include <latch>
 #include <thread>
@@ -13,7 +14,8 @@ namespace {
 using ManualRects = OcclusionTest;
 
 TEST_F(ManualRects, MalformedQuadruplesAreDroppedAndPlainAddsCollapseDuplicates) {
-  handler_->addRectsForManualOcclusion({{10, 20, 100, 50}, {0, 0, 0, 10}, {1, 2, 3}, {5, 5, 10, -1}});
+  handler_->addRectsForManualOcclusion({{10, 20, 100, 50}, {0, 0, 0, 10}, {1, 2, 3}, {5, 5, 10, -1},
+                                        {0, 0, HUGE_VAL, 10}, {NAN, 0, 10, 10}, {0, 0, 10, NAN}});
   EXPECT_EQ(handler_->manualOcclusionRects(), ZRRectStringList{rectString(10, 20, 100, 50)});
   handler_->addRectsToOcclude({{10, 20, 100, 50}, {1, 1, 2, 2}});
   EXPECT_EQ(handler_->manualOcclusionRects(), (ZRRectStringList{rectString(10, 20, 100, 50), rectString(1, 1, 2, 2)}));

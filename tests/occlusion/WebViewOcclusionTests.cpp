@@ -46,6 +46,11 @@ TEST_F(WebViewOcclusion, AnswersAreMovedPastTheSafeAreaAndScaledToTheWindowSize)
   EXPECT_EQ(handler_->addWebViewOcclusionRects(answer, webView_, CGSizeMake(780, 1688)),
             (ZRRectStringList{rectString(20, 300, 400, 80), rectString(10, 240, 2, 2)}));
   EXPECT_TRUE(handler_->addWebViewOcclusionRects(json::array(), webView_, CGSizeMake(390, 844)).empty());
+  // Values with no rect string: not a number, infinite, or past a double's range once scaled.
+  const json unwritable = json::parse(R"([["nan", 0, 10, 10], [0, "Infinity", 10, 10], [0, 0, "1e999", 10],
+                                           [0, 0, 10, 1e308], [10, 30, 200, 40]])");
+  EXPECT_EQ(handler_->addWebViewOcclusionRects(unwritable, webView_, CGSizeMake(780, 1688)),
+            ZRRectStringList{rectString(20, 300, 400, 80)});
 
   webView_->removeFromSuperview();
   EXPECT_TRUE(handler_->addWebViewOcclusionRects(answer, webView_, CGSizeMake(390, 844)).empty()) << "off-window";

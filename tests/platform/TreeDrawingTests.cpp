@@ -87,7 +87,7 @@ TEST(TreeDrawing, SecureFieldsDrawBulletsAndNeverTheirCharacters) {
   EXPECT_GT(darkPixels(*secure, field), 10);
   EXPECT_LT(darkPixels(*secure, field), darkPixels(*plain, field));
   s.password->setText("");
-  s.password->setPlaceholder("Password");
+  s.password->setHint("Password");
   EXPECT_EQ(s.password->displayedText(), "Password");
 }
 

@@ -177,6 +177,7 @@ TEST(WebViewScript, RunawayScriptsAreStoppedAndThePageLivesOn) {
   EXPECT_NE(e.error->localizedDescription().find("ran longer"), std::string::npos);
 
   view->setScriptMemoryLimit(size_t{4} << 20);
+  view->setScriptTimeout(30);  // the memory limit must answer first, on a loaded machine too
   e = evaluate(view, "var s = 'x'; while (true) { s = s + s; }");
   ASSERT_TRUE(e.error);
   EXPECT_NE(e.error->localizedDescription().find("ran out of its 4 MiB of script memory"), std::string::npos)

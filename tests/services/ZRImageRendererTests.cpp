@@ -22,12 +22,6 @@ TEST_F(ZRImageRendererTests, NoRendererForSizesThatCannotBeDrawn) {
     EXPECT_FALSE(ZRImageRenderer::imageRendererForSize(size)) << size.width << "x" << size.height;
   }
   EXPECT_TRUE(ZRImageRenderer::imageRendererForSize({ZRImageRenderer::kMaxSide, 1}));
-  // The pixel limit counts too: at 2 pixels per point, half the side is the most.
-  UIGraphicsImageRendererFormat doubled;
-  doubled.setScale(2);
-  ZRImageRenderer::setRendererFormat(doubled);
-  EXPECT_FALSE(ZRImageRenderer::imageRendererForSize({ZRImageRenderer::kMaxSide, 1}));
-  EXPECT_TRUE(ZRImageRenderer::imageRendererForSize({ZRImageRenderer::kMaxSide / 2, 1}));
 }
 
 TEST_F(ZRImageRendererTests, RenderersDrawAtTheConfiguredFormat) {
@@ -39,13 +33,21 @@ TEST_F(ZRImageRendererTests, RenderersDrawAtTheConfiguredFormat) {
   EXPECT_EQ(image->pixelWidth(), 400u);
   EXPECT_EQ(image->pixelAt(10, 10), (CGPixel{0, 0, 0, 255}));  // undrawn parts are black
 
+  // Coarser formats are kept; a 3x device's is drawn at one pixel per point, and its
+  // sides are limited as at one.
   UIGraphicsImageRendererFormat format;
+  format.setScale(0.5);
+  ZRImageRenderer::setRendererFormat(format);
+  image = ZRImageRenderer::imageRendererForSize({10, 20})->imageWithActions([](UIGraphicsImageRendererContext&) {});
+  EXPECT_EQ(image->pixelWidth(), 5u);
+  EXPECT_EQ(image->pixelHeight(), 10u);
   format.setScale(3);
   ZRImageRenderer::setRendererFormat(format);
   image = ZRImageRenderer::imageRendererForSize({10, 20})->imageWithActions([](UIGraphicsImageRendererContext&) {});
-  EXPECT_EQ(image->pixelWidth(), 30u);
-  EXPECT_EQ(image->pixelHeight(), 60u);
+  EXPECT_EQ(image->pixelWidth(), 10u);
+  EXPECT_EQ(image->pixelHeight(), 20u);
   EXPECT_EQ(image->size(), (CGSize{10, 20}));
+  EXPECT_TRUE(ZRImageRenderer::imageRendererForSize({ZRImageRenderer::kMaxSide, 1}));
 }
 
 TEST_F(ZRImageRendererTests, BlankImagesAreTheColourEverywhereInBothModes) {

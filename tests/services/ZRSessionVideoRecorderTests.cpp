@@ -233,38 +233,6 @@ TEST_F(RecorderTest, SecondStartIsRefusedAndTheFirstRecordingIsUntouched) {
   EXPECT_EQ(probeVideo(file->url().path()).framePtsMs.size(), 2u);
 }
 
-// Stands in for a device that fills up after a number of bytes. Like a real disk it takes what
-// fits of the write that overflows it, then answers ENOSPC.
-class FillingOutput final : public ZRVideoOutput {
- public:
-  FillingOutput(std::unique_ptr<ZRVideoOutput> file, std::size_t room) : file_(std::move(file)), room_(room) {}
-  int write(const std::uint8_t* data, std::size_t size) override {
-    if (size > room_) {
-      if (room_ > 0) file_->write(data, room_);
-      room_ = 0;
-      return ENOSPC;
-    }
-    room_ -= size;
-    return file_->write(data, size);
-  }
-  std::int64_t seek(std::int64_t offset, int whence) override { return file_->seek(offset, whence); }
-  int truncate(std::int64_t size) override { return file_->truncate(size); }
-  int close() override { return file_->close(); }
-  const std::string& path() const override { return file_->path(); }
-
- private:
-  std::unique_ptr<ZRVideoOutput> file_;
-  std::size_t room_;
-};
-
-ZRSessionVideoRecorder::OutputFactory fillAfter(std::size_t room) {
-  return [room](const std::string& path, int* err) -> std::unique_ptr<ZRVideoOutput> {
-    auto file = ZRVideoOutputCreateFile(path, err);
-    if (!file) return nullptr;
-    return std::make_unique<FillingOutput>(std::move(file), room);
-  };
-}
-
 // Noisy frames, so that each fragment needs real room.
 std::shared_ptr<UIImage> noisyImage(int seed) {
   UIGraphicsImageRendererFormat format;
@@ -366,7 +334,7 @@ TEST_F(RecorderTest, ADiskThatFillsMidFragmentLeavesOnlyWholeFragments) {
   std::filesystem::remove(whole.file->url().path());
 
   // Room for the header and some fragments; the write that overflows lands part-way.
-  for (std::size_t room : {fullSize * 3 / 10, fullSize / 2, fullSize * 8 / 10}) {
+  for (std::size_t room : {fullSize * 4 / 10, fullSize * 6 / 10, fullSize * 8 / 10}) {
     recorder_->setOutputFactory(fillAfter(room));
     ASSERT_TRUE(start(settingsForFrameSize(kFrame)).success);
     const std::size_t accepted = record();

@@ -1,8 +1,10 @@
 #pragma once
-// A scratch folder per test and helpers that drive the recorder and wait for its completions.
+// A scratch folder per test, helpers that drive the recorder and wait for its completions, and an
+// output that stands in for a disk that fills up.
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <future>
 #include <unistd.h>
@@ -14,6 +16,7 @@
 #include "platform/NSRunLoop.h"
 #include "services/ZRImageRenderer.h"
 #include "services/ZRSessionVideoRecorder.h"
+#include "services/ZRVideoOutput.h"
 
 namespace zerva::testing {
 
@@ -34,6 +37,39 @@ inline std::shared_ptr<UIImage> solidImage(CGSize size, const UIColor& color, do
     CGContextSetFillColorWithColor(context.CGContext(), color.cgColor());
     CGContextFillRect(context.CGContext(), CGRect{CGPointZero, size});
   });
+}
+
+// Stands in for a device that fills up after a number of bytes. Like a real disk it takes what
+// fits of the write that overflows it, then answers ENOSPC.
+class FillingOutput final : public ZRVideoOutput {
+ public:
+  FillingOutput(std::unique_ptr<ZRVideoOutput> file, std::size_t room) : file_(std::move(file)), room_(room) {}
+  int write(const std::uint8_t* data, std::size_t size) override {
+    if (size > room_) {
+      if (room_ > 0) file_->write(data, room_);
+      room_ = 0;
+      return ENOSPC;
+    }
+    room_ -= size;
+    return file_->write(data, size);
+  }
+  std::int64_t seek(std::int64_t offset, int whence) override { return file_->seek(offset, whence); }
+  int truncate(std::int64_t size) override { return file_->truncate(size); }
+  int close() override { return file_->close(); }
+  const std::string& path() const override { return file_->path(); }
+
+ private:
+  std::unique_ptr<ZRVideoOutput> file_;
+  std::size_t room_;
+};
+
+/// Files that hold `room` bytes at most.
+inline ZRSessionVideoRecorder::OutputFactory fillAfter(std::size_t room) {
+  return [room](const std::string& path, int* err) -> std::unique_ptr<ZRVideoOutput> {
+    auto file = ZRVideoOutputCreateFile(path, err);
+    if (!file) return nullptr;
+    return std::make_unique<FillingOutput>(std::move(file), room);
+  };
 }
 
 class RecorderTest : public ::testing::Test {

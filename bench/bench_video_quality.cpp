@@ -271,9 +271,14 @@ void BM_DemoThroughPipeline(benchmark::State& state) {
     });
     NSErrorOrNil error;
     auto video = VideoFrameReader::readFile(recording.videoPath, true, &error);
-    auto recognizer = ZRTextRecognizer::create("eng", &error);
+    auto created = ZRTextRecognizer::create("eng");
+    if (!video || !created) {
+      state.SkipWithError(video ? created.error().localizedDescription().c_str() : "the demo's video cannot be read");
+      return;
+    }
+    auto recognizer = std::move(*created);
     int words = 0, readDecoded = 0, readHanded = 0, feedFrames = 0;
-    for (std::size_t i = 0; video && recognizer && i < recording.frames.size() && i < video->frames.size(); ++i) {
+    for (std::size_t i = 0; i < recording.frames.size() && i < video->frames.size(); ++i) {
       const HandedFrame& handed = recording.frames[i];
       if (!handed.image || handed.labelWords.empty()) continue;
       ++feedFrames;

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdarg>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -223,7 +224,8 @@ class RawX264 {
     p.rc.i_rc_method = X264_RC_CRF;
     p.rc.f_rf_constant = static_cast<float>(crf);
     p.analyse.b_psnr = psnr;
-    p.i_log_level = X264_LOG_ERROR;  // not the summary it prints on closing
+    // x264 keeps PSNR only at its info level, at which it also prints a summary on closing.
+    p.pf_log = [](void*, int, const char*, va_list) {};
     if (motionSearchRange > 0 && tuning) {
       p.analyse.i_me_range = motionSearchRange;
       std::string options(tuning);

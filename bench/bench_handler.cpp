@@ -332,6 +332,11 @@ class CountingOutput final : public ZRVideoOutput {
   std::string path_ = "(counting)";
 };
 
+/// Keeps the first error of a run of writer calls.
+void keepFirst(NSErrorOrNil& first, NSErrorOrNil error) {
+  if (error && !first) first = std::move(error);
+}
+
 ZRVideoEncoderConfig mediumConfig() {
   return ZRSessionVideoSettings(ZRVideoQualityMedium, {390, 844}).encoderConfig();
 }
@@ -344,7 +349,7 @@ void BM_StageConvertAndEncode(benchmark::State& state) {
   RawPixels frame{config.width, config.height,
                   std::vector<std::uint8_t>(static_cast<std::size_t>(config.width) * config.height * 4)};
   auto writer = std::move(*ZRMp4VideoWriter::create(config));
-  writer->startFile(std::make_unique<CountingOutput>());
+  NSErrorOrNil failure = writer->startFile(std::make_unique<CountingOutput>());
   RawX264 raw(config.width, config.height, config.constantRateFactor, config.frameRate,
               config.tuneForScreens ? config.motionSearchRange : 0);
   double convert = 0;
@@ -356,7 +361,7 @@ void BM_StageConvertAndEncode(benchmark::State& state) {
     libyuv::ARGBScale(content.pixels(), static_cast<int>(content.bytesPerRow()), content.width(), content.height(),
                       frame.argb.data(), frame.width * 4, frame.width, frame.height, libyuv::kFilterBilinear);
     const ZRBGRAFrame bgra{frame.width, frame.height, static_cast<std::size_t>(frame.width) * 4, frame.argb.data()};
-    pair.run([&] { writer->encodeFrame(bgra, seconds); },
+    pair.run([&] { keepFirst(failure, writer->encodeFrame(bgra, seconds)); },
              [&] {
                const double t = cpuSeconds(CLOCK_THREAD_CPUTIME_ID);
                raw.convert(frame);
@@ -364,7 +369,8 @@ void BM_StageConvertAndEncode(benchmark::State& state) {
                raw.encode();
              });
   }
-  writer->finish();
+  keepFirst(failure, writer->finish());
+  if (failure) state.SkipWithError(failure->localizedDescription().c_str());
   pair.report(state, "conversion + encoding vs libyuv + x264, medium");
   state.counters["floor_convert_ms"] = convert / static_cast<double>(state.iterations()) * 1000;
 }
@@ -427,16 +433,22 @@ void BM_VideoMedium(benchmark::State& state) {
     std::vector<std::vector<std::uint8_t>> luma;
     auto writer = std::move(*ZRMp4VideoWriter::create(config));
     std::filesystem::remove(path);
-    writer->startFile(ZRVideoOutputCreateFile(path, nullptr));
+    NSErrorOrNil failure = writer->startFile(ZRVideoOutputCreateFile(path, nullptr));
     double cpu = 0;
     for (int i = 0; i < source->frames(); ++i) {
       const std::uint8_t* pixels = source->frame(i);
       luma.push_back(lumaOf(pixels, config.width, config.height, static_cast<std::size_t>(config.width) * 4));
       const double t = cpuSeconds(CLOCK_THREAD_CPUTIME_ID);
-      writer->encodeFrame({config.width, config.height, static_cast<std::size_t>(config.width) * 4, pixels}, i / 10.0);
+      keepFirst(failure, writer->encodeFrame({config.width, config.height, static_cast<std::size_t>(config.width) * 4,
+                                              pixels},
+                                             i / 10.0));
       cpu += cpuSeconds(CLOCK_THREAD_CPUTIME_ID) - t;
     }
-    writer->finish();
+    keepFirst(failure, writer->finish());
+    if (failure) {
+      state.SkipWithError(failure->localizedDescription().c_str());
+      break;
+    }
     const double seconds = source->frames() / 10.0;
     double sum = 0, worst = 99;
     int index = 0;

@@ -11,13 +11,13 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "handler/ZROcclusionRecords.h"
 #include "platform/CGGeometry.h"
+#include "platform/Mutex.h"
 
 namespace zerva {
 
@@ -92,8 +92,8 @@ class ZRFrameInspector {
  private:
   CaptureObserver captureObserver_;
   FrameObserver frameObserver_;
-  mutable std::mutex mutex_;
-  std::unordered_map<std::string, ZRHiddenRectSource> sources_;  // by mutex_
+  mutable Mutex mutex_;
+  std::unordered_map<std::string, ZRHiddenRectSource> sources_ GUARDED_BY(mutex_);
 };
 
 }  // namespace zerva

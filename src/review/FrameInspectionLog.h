@@ -10,11 +10,11 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "handler/ZRFrameInspector.h"
+#include "platform/Mutex.h"
 #include "platform/NSError.h"
 
 namespace zerva {
@@ -61,16 +61,16 @@ class FrameInspectionLog : public std::enable_shared_from_this<FrameInspectionLo
   const int maskEvery_;
   const ScreenPicture screen_;
 
-  mutable std::mutex mutex_;
-  std::vector<ZRFrameCaptureRun> runs_;              // by mutex_
-  std::vector<Frame> frames_;                        // by mutex_
-  std::size_t picturesTaken_ = 0;                    // by mutex_
+  mutable Mutex mutex_;
+  std::vector<ZRFrameCaptureRun> runs_ GUARDED_BY(mutex_);
+  std::vector<Frame> frames_ GUARDED_BY(mutex_);
+  std::size_t picturesTaken_ GUARDED_BY(mutex_) = 0;
   /// Screen pictures by frame stamp, until their frame comes.
-  std::map<double, std::shared_ptr<UIImage>> screenPictures_;  // by mutex_
+  std::map<double, std::shared_ptr<UIImage>> screenPictures_ GUARDED_BY(mutex_);
   /// Frames waiting for their screen picture, by frame stamp, with their index.
-  std::map<double, std::pair<std::size_t, ZRFrameInspection>> waiting_;  // by mutex_
-  std::size_t masksWritten_ = 0;                     // by mutex_
-  NSErrorOrNil firstError_;                          // by mutex_
+  std::map<double, std::pair<std::size_t, ZRFrameInspection>> waiting_ GUARDED_BY(mutex_);
+  std::size_t masksWritten_ GUARDED_BY(mutex_) = 0;
+  NSErrorOrNil firstError_ GUARDED_BY(mutex_);
 };
 
 }  // namespace zerva

@@ -76,6 +76,8 @@ class ZRFrameInspector {
  public:
   using CaptureObserver = std::function<void(const ZRFrameCaptureRun&)>;
   using FrameObserver = std::function<void(const ZRFrameInspection&)>;
+  /// Changes a frame's rectangles (points of the frame image) right before they are painted.
+  using MaskFault = std::function<void(ZRRectStringList& rects)>;
 
   /// Either observer may be empty. Both may be called on any thread; the frame observer on the
   /// frame queue, one frame at a time.
@@ -89,9 +91,16 @@ class ZRFrameInspector {
   void captureRunDidEnd(const ZRFrameCaptureRun& run) const;
   void frameWasMasked(const ZRFrameInspection& frame) const;
 
+  /// Tests only: a masking fault, to prove that a check of recorded videos catches what it would
+  /// do (a rectangle too small, a stale one, one left out). Set it with the inspector, before a
+  /// recording starts; called on the frame queue. Production code never sets one.
+  const MaskFault& maskFault() const { return maskFault_; }
+  void setMaskFault(MaskFault fault) { maskFault_ = std::move(fault); }
+
  private:
   CaptureObserver captureObserver_;
   FrameObserver frameObserver_;
+  MaskFault maskFault_;
   mutable std::mutex mutex_;
   std::unordered_map<std::string, ZRHiddenRectSource> sources_;  // by mutex_
 };

@@ -1,0 +1,245 @@
+// Recolours a scene for the leak audit: secret content in the secret colour, other colours kept
+// clear of it, pictures checked. Main thread for the live part (willPerform).
+
+#include "audit/SecretScene.h"
+
+#include <set>
+
+#include "audit/SecretPalette.h"
+#include "platform/CGImage.h"
+#include "platform/UIApplication.h"
+#include "platform/UIImage.h"
+#include "platform/UIImageView.h"
+#include "platform/UILabel.h"
+#include "platform/UITextField.h"
+#include "platform/UIView.h"
+#include "platform/UIWindow.h"
+#include "scene/SceneImages.h"
+#include "scene/ScenePlayer.h"
+#include "services/ZRJSONReader.h"
+
+namespace zerva {
+
+namespace {
+
+// Page elements the page always reports as sensitive (docs/web-pages.md).
+constexpr const char* kSensitiveAttribute = "data-zerva-sensitive";
+constexpr const char* kSensitiveClass = "zerva-sensitive";
+// Patches over on-demand rectangles stay above every view of the key window.
+constexpr double kPatchZPosition = 1e6;
+
+bool alwaysReported(const WebElement& element) {
+  return element.domType() == "password" || element.hasAttribute(kSensitiveAttribute) ||
+         element.hasClass(kSensitiveClass);
+}
+
+/// One pass over a scene's values; the first picture that cannot be made safe is the problem.
+class Preparer {
+ public:
+  explicit Preparer(std::vector<std::string>& recoloured) : recoloured_(recoloured) {}
+
+  std::string problem;
+  std::set<std::string> secretViews;
+
+  void colour(UIColor& color, const std::string& path) {
+    if (!SecretPalette::isReserved(color)) return;
+    recoloured_.push_back(path + ": " + ZRHexStringFromColor(color));
+    color = SecretPalette::standInColor();
+  }
+  void colour(std::optional<UIColor>& color, const std::string& path) {
+    if (color) colour(*color, path);
+  }
+
+  void image(std::optional<SceneImageSpec>& spec, const std::string& path) {
+    if (!spec) return;
+    for (size_t i = 0; i < spec->colors.size(); ++i) {
+      colour(spec->colors[i], path + ".colors[" + std::to_string(i) + "]");
+    }
+    // Generated pictures blend their colours and files may hold anything: the pixels decide.
+    auto picture = SceneMakeImage(*spec);
+    if (!picture || !problem.empty()) return;
+    const auto& bitmap = picture->CGImage();
+    for (std::size_t y = 0; y < bitmap->height(); ++y) {
+      for (std::size_t x = 0; x < bitmap->width(); ++x) {
+        const CGPixel p = bitmap->pixelAt(x, y);
+        if (p.alpha > 0 && SecretPalette::distance(p.red, p.green, p.blue) <= SecretPalette::kReserve) {
+          problem = path + ": the picture has pixels too close to the audit's secret colour (#FF00FF, at (" +
+                    std::to_string(x) + ", " + std::to_string(y) + ")); use other colours in it";
+          return;
+        }
+      }
+    }
+  }
+
+  void element(WebElement& e, const std::string& path, bool secret) {
+    secret = secret || alwaysReported(e);
+    if (secret) {
+      e.color = SecretPalette::secretColor();
+      e.background = SecretPalette::secretColor();
+    } else {
+      colour(e.color, path + ".color");
+      colour(e.background, path + ".background");
+    }
+    for (size_t i = 0; i < e.children.size(); ++i) {
+      element(e.children[i], path + ".children[" + std::to_string(i) + "]", secret);
+    }
+  }
+
+  void page(std::optional<WebPage>& p, const std::string& path, bool secret) {
+    if (!p) return;
+    for (size_t i = 0; i < p->body.size(); ++i) element(p->body[i], path + ".body[" + std::to_string(i) + "]", secret);
+  }
+
+  void view(SceneViewSpec& v, const std::string& path, bool secret) {
+    secret = secret || v.secret || (v.kind == SceneViewKind::TextField && v.secure);
+    if (secret) {
+      // The whole box in the secret colour: text, bullets and background alike.
+      if (!v.name.empty()) secretViews.insert(v.name);
+      v.background = SecretPalette::secretColor();
+      v.textColor = SecretPalette::secretColor();
+      v.image.reset();
+    } else {
+      colour(v.background, path + ".background");
+      colour(v.textColor, path + ".textColor");
+      image(v.image, path + ".image");
+    }
+    page(v.page, path + ".page", secret);
+    for (size_t i = 0; i < v.children.size(); ++i) {
+      view(v.children[i], path + ".children[" + std::to_string(i) + "]", secret);
+    }
+  }
+
+  void rules(std::optional<ZROcclusionRules>& rules, const std::string& path) {
+    if (!rules) return;
+    for (size_t i = 0; i < rules->size(); ++i) {
+      UIColor color = (*rules)[i].color();
+      colour(color, path + "[" + std::to_string(i) + "].color");
+      (*rules)[i].setColor(color);
+    }
+  }
+
+ private:
+  std::vector<std::string>& recoloured_;
+};
+
+}  // namespace
+
+std::optional<SecretScene> SecretScene::prepare(const Scene& scene, std::string* problem) {
+  SecretScene prepared;
+  prepared.scene_ = scene;
+  Scene& s = prepared.scene_;
+  Preparer preparer(prepared.recoloured_);
+
+  preparer.colour(s.sdk.sensitiveViewColor, "$.sdk.sensitiveViewColor");
+  preparer.rules(s.sdk.occlusion, "$.sdk.occlusion");
+  for (size_t i = 0; i < s.windows.size(); ++i) {
+    preparer.colour(s.windows[i].background, "$.app.windows[" + std::to_string(i) + "].background");
+  }
+  for (auto& [name, screen] : s.screens) preparer.view(screen.view, "$.app.screens." + name + ".view", false);
+
+  for (auto& event : s.timeline) {
+    const std::string& at = event.path;
+    const bool secretTarget = preparer.secretViews.contains(event.view);
+    switch (event.action) {
+      case SceneAction::Set:
+        // A secret view stays secret whatever colour the timeline gives it.
+        if (secretTarget && event.background) {
+          event.background = SecretPalette::secretColor();
+        } else {
+          preparer.colour(event.background, at + ".background");
+        }
+        break;
+      case SceneAction::Add:
+        if (event.addedView) preparer.view(*event.addedView, at + ".view", preparer.secretViews.contains(event.parent));
+        break;
+      case SceneAction::Page:
+        preparer.page(event.page, at + ".page", secretTarget);
+        break;
+      case SceneAction::Call:
+        if (event.call && event.call->rule) {
+          UIColor color = event.call->rule->color();
+          preparer.colour(color, at + ".call.rule.color");
+          event.call->rule->setColor(color);
+        }
+        break;
+      default:
+        break;
+    }
+    if (!preparer.problem.empty()) break;
+  }
+  if (!preparer.problem.empty()) {
+    if (problem) *problem = preparer.problem;
+    return std::nullopt;
+  }
+  return prepared;
+}
+
+void SecretScene::paintLive(const std::shared_ptr<UIView>& view, std::vector<SavedLook>& saved) {
+  SavedLook look{view, view->backgroundColor(), std::nullopt, nullptr};
+  const UIColor secret = SecretPalette::secretColor();
+  view->setBackgroundColor(secret);
+  if (auto label = std::dynamic_pointer_cast<UILabel>(view)) {
+    look.textColor = label->textColor();
+    label->setTextColor(secret);
+  } else if (auto field = std::dynamic_pointer_cast<UITextField>(view)) {
+    look.textColor = field->textColor();
+    field->setTextColor(secret);
+  } else if (auto imageView = std::dynamic_pointer_cast<UIImageView>(view)) {
+    look.image = imageView->image();
+    imageView->setImage(nullptr);
+  }
+  saved.push_back(std::move(look));
+  for (const auto& child : view->subviews()) paintLive(child, saved);
+}
+
+void SecretScene::coverOnDemandRects(const SceneCall& call, ScenePlayer&) {
+  for (const auto& patch : onDemandPatches_) patch->removeFromSuperview();
+  onDemandPatches_.clear();
+  if (!call.reply || call.reply->never) return;
+  auto window = UIApplication::sharedApplication()->keyWindow();
+  if (!window) return;
+  for (const auto& quadruple : call.reply->rects) {
+    if (quadruple.size() != 4 || !(quadruple[2] > 0) || !(quadruple[3] > 0)) continue;
+    auto patch = std::make_shared<UIView>(CGRectMake(quadruple[0], quadruple[1], quadruple[2], quadruple[3]));
+    patch->setBackgroundColor(SecretPalette::secretColor());
+    patch->layer()->setZPosition(kPatchZPosition);
+    window->addSubview(patch);
+    onDemandPatches_.push_back(std::move(patch));
+  }
+}
+
+void SecretScene::willPerform(const SceneCall& call, ScenePlayer& player) {
+  switch (call.method) {
+    case SceneCallMethod::AddSensitiveView: {
+      auto view = player.viewNamed(call.view);
+      if (!view || paintedByCall_.contains(call.view)) return;
+      paintLive(view, paintedByCall_[call.view]);
+      return;
+    }
+    case SceneCallMethod::RemoveSensitiveView: {
+      auto it = paintedByCall_.find(call.view);
+      if (it == paintedByCall_.end()) return;
+      for (const auto& look : it->second) {
+        auto view = look.view.lock();
+        if (!view) continue;
+        view->setBackgroundColor(look.background);
+        if (auto label = std::dynamic_pointer_cast<UILabel>(view); label && look.textColor) {
+          label->setTextColor(*look.textColor);
+        } else if (auto field = std::dynamic_pointer_cast<UITextField>(view); field && look.textColor) {
+          field->setTextColor(*look.textColor);
+        } else if (auto imageView = std::dynamic_pointer_cast<UIImageView>(view)) {
+          imageView->setImage(look.image);
+        }
+      }
+      paintedByCall_.erase(it);
+      return;
+    }
+    case SceneCallMethod::OccludeRectsOnNextFrame:
+      coverOnDemandRects(call, player);
+      return;
+    default:
+      return;
+  }
+}
+
+}  // namespace zerva

@@ -51,15 +51,11 @@ std::string makeTemporaryFolder() {
 }
 
 /// The leak pictures of an earlier run would read as this run's.
-std::optional<std::string> prepareLeaksFolder(const fs::path& folder, bool pictures) {
+void removeEarlierPictures(const fs::path& folder) {
   std::error_code ec;
   for (const auto& entry : fs::directory_iterator(folder, ec)) {
     if (entry.path().extension() == ".png") fs::remove(entry.path(), ec);
   }
-  if (!pictures) return std::nullopt;
-  fs::create_directories(folder, ec);
-  if (ec) return "cannot create the folder " + folder.string() + ": " + ec.message();
-  return std::nullopt;
 }
 
 nlohmann::json toJson(const LeakAuditResult& result) {
@@ -94,13 +90,18 @@ LeakAuditResult LeakAudit::runFile(const std::string& scenePath, const LeakAudit
 }
 
 LeakAuditResult LeakAudit::run(const Scene& scene, const LeakAuditOptions& options) {
-  std::string problem;
-  auto secret = SecretScene::prepare(scene, &problem);
-  if (!secret) return stopped(Status::BadScene, "the audit cannot use this scene: " + problem);
-
   const bool temporary = options.outputFolder.empty();
   const std::string folder = temporary ? makeTemporaryFolder() : options.outputFolder;
   if (folder.empty()) return stopped(Status::Failed, "cannot make a temporary folder for the audit's video");
+  const fs::path pictures = fs::path(folder) / kPicturesFolder;
+  std::error_code ec;
+  fs::remove_all(pictures, ec);
+  fs::create_directories(pictures, ec);
+  if (ec) return stopped(Status::Failed, "cannot create the folder " + pictures.string() + ": " + ec.message());
+
+  std::string problem;
+  auto secret = SecretScene::prepare(scene, pictures.string(), &problem);
+  if (!secret) return stopped(Status::Failed, problem);
 
   SceneRecordingOptions recording;
   recording.scenePath = scene.file;
@@ -126,7 +127,7 @@ LeakAuditResult LeakAudit::run(const Scene& scene, const LeakAuditOptions& optio
 
   const auto scanStart = Clock::now();
   const fs::path leaksFolder = fs::path(folder) / kLeaksFolder;
-  if (auto trouble = prepareLeaksFolder(leaksFolder, false)) return stopped(Status::Failed, *trouble);
+  removeEarlierPictures(leaksFolder);
   result.nearestCleanDistance = std::numeric_limits<double>::infinity();
   const auto& frames = recorded.video.frames;
   for (std::size_t i = 0; i < frames.size(); ++i) {
@@ -137,9 +138,8 @@ LeakAuditResult LeakAudit::run(const Scene& scene, const LeakAuditOptions& optio
     result.pixelsLeaked += scan.leakedPixels;
     LeakedFrame leaked{i, frames[i].presentationTime, scan.leakedPixels, scan.bounds(), {}};
     if (options.writeLeakPictures) {
-      if (auto trouble = prepareLeaksFolder(leaksFolder, result.leakedFrames.empty())) {
-        return stopped(Status::Failed, *trouble);
-      }
+      fs::create_directories(leaksFolder, ec);
+      if (ec) return stopped(Status::Failed, "cannot create the folder " + leaksFolder.string() + ": " + ec.message());
       auto picture = LeakScanner::drawLeaks(frames[i], scan);
       const fs::path file = leaksFolder / stringWithFormat("%04lu.png", static_cast<unsigned long>(i));
       NSErrorOrNil error = picture ? UIImageWritePNGToFile(*picture, file.string()) : NSErrorOrNil();

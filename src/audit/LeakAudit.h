@@ -44,7 +44,7 @@ struct LeakAuditResult {
   enum class Status {
     Clean = 0,     // every frame audited, no secret pixel
     Leaked = 1,    // at least one secret pixel in a frame
-    BadScene = 2,  // the loader or the audit refused the scene
+    BadScene = 2,  // the loader refused the scene
     Failed = 3,    // the recording, the video or an output file
   };
   Status status = Status::Clean;
@@ -73,6 +73,8 @@ class LeakAudit {
   static constexpr const char* kVideoFile = "session.mp4";
   static constexpr const char* kReportFile = "audit.json";
   static constexpr const char* kLeaksFolder = "leaks";
+  /// The scene's pictures, recoloured where they came too close to the secret colour.
+  static constexpr const char* kPicturesFolder = "pictures";
 
   /// Main thread (it runs the main run loop and the handler singleton). The scene is copied,
   /// its secret content recoloured, and recorded as `zerva-scene record` records it.

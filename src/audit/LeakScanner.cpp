@@ -17,6 +17,17 @@ namespace {
 // Rings stand this far outside a leak, so that a one-pixel leak still shows.
 constexpr double kRingMargin = 6;
 constexpr double kRingWidth = 3;
+// Pixels this close to a secret one are its blended edge, not clean.
+constexpr int kEdgeReach = 2;
+
+bool nearSecret(const std::vector<std::uint8_t>& secret, int width, int height, int x, int y) {
+  for (int ny = std::max(0, y - kEdgeReach); ny <= std::min(height - 1, y + kEdgeReach); ++ny) {
+    for (int nx = std::max(0, x - kEdgeReach); nx <= std::min(width - 1, x + kEdgeReach); ++nx) {
+      if (secret[ny * width + nx]) return true;
+    }
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -32,13 +43,19 @@ FrameLeakScan LeakScanner::scan(const DecodedVideoFrame& frame) {
   if (width <= 0 || height <= 0 || frame.pixels.size() < static_cast<std::size_t>(width) * height) return result;
 
   std::vector<std::uint8_t> secret(frame.pixels.size(), 0);
+  std::vector<double> distances(frame.pixels.size());
   for (std::size_t i = 0; i < static_cast<std::size_t>(width) * height; ++i) {
-    const double d = SecretPalette::distance(frame.pixels[i]);
-    if (d <= SecretPalette::kTolerance) {
+    distances[i] = SecretPalette::distance(frame.pixels[i]);
+    if (distances[i] <= SecretPalette::kTolerance) {
       secret[i] = 1;
       ++result.leakedPixels;
-    } else {
-      result.nearestCleanDistance = std::min(result.nearestCleanDistance, d);
+    }
+  }
+  // The margin is measured away from leaks: their edges blend into what is around them.
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      if (result.leakedPixels > 0 && nearSecret(secret, width, height, x, y)) continue;
+      result.nearestCleanDistance = std::min(result.nearestCleanDistance, distances[y * width + x]);
     }
   }
   if (result.leakedPixels == 0) return result;

@@ -19,7 +19,8 @@ struct FrameLeakScan {
   std::size_t leakedPixels = 0;
   /// Each group of touching secret pixels (8-neighbourhood), as its bounding box in video pixels.
   std::vector<CGRect> leaks;
-  /// The closest a pixel that is not secret came to the secret colour.
+  /// The closest a pixel that is not secret came to the secret colour, leaving out the two
+  /// pixels around each leak (its blended edge).
   double nearestCleanDistance = std::numeric_limits<double>::infinity();
 
   CGRect bounds() const;

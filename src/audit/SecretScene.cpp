@@ -3,6 +3,7 @@
 
 #include "audit/SecretScene.h"
 
+#include <filesystem>
 #include <set>
 
 #include "audit/SecretPalette.h"
@@ -17,6 +18,8 @@
 #include "scene/SceneImages.h"
 #include "scene/ScenePlayer.h"
 #include "services/ZRJSONReader.h"
+
+namespace fs = std::filesystem;
 
 namespace zerva {
 
@@ -36,7 +39,8 @@ bool alwaysReported(const WebElement& element) {
 /// One pass over a scene's values; the first picture that cannot be made safe is the problem.
 class Preparer {
  public:
-  explicit Preparer(std::vector<std::string>& recoloured) : recoloured_(recoloured) {}
+  Preparer(std::vector<std::string>& recoloured, fs::path pictureFolder)
+      : recoloured_(recoloured), pictureFolder_(std::move(pictureFolder)) {}
 
   std::string problem;
   std::set<std::string> secretViews;
@@ -55,20 +59,39 @@ class Preparer {
     for (size_t i = 0; i < spec->colors.size(); ++i) {
       colour(spec->colors[i], path + ".colors[" + std::to_string(i) + "]");
     }
-    // Generated pictures blend their colours and files may hold anything: the pixels decide.
+    // Generated pictures blend their colours and files may hold anything: the pixels decide. A
+    // picture with pixels too close becomes a copy with those pixels in the stand-in colour.
     auto picture = SceneMakeImage(*spec);
     if (!picture || !problem.empty()) return;
     const auto& bitmap = picture->CGImage();
-    for (std::size_t y = 0; y < bitmap->height(); ++y) {
-      for (std::size_t x = 0; x < bitmap->width(); ++x) {
+    const std::size_t width = bitmap->width(), height = bitmap->height();
+    std::vector<std::uint32_t> pixels(width * height);
+    std::size_t moved = 0;
+    for (std::size_t y = 0; y < height; ++y) {
+      for (std::size_t x = 0; x < width; ++x) {
         const CGPixel p = bitmap->pixelAt(x, y);
+        std::uint32_t argb = (std::uint32_t{p.alpha} << 24) | (std::uint32_t{p.red} << 16) |
+                             (std::uint32_t{p.green} << 8) | p.blue;
         if (p.alpha > 0 && SecretPalette::distance(p.red, p.green, p.blue) <= SecretPalette::kReserve) {
-          problem = path + ": the picture has pixels too close to the audit's secret colour (#FF00FF, at (" +
-                    std::to_string(x) + ", " + std::to_string(y) + ")); use other colours in it";
-          return;
+          const std::uint32_t grey = p.alpha / 2;  // the stand-in grey, premultiplied
+          argb = (std::uint32_t{p.alpha} << 24) | (grey << 16) | (grey << 8) | grey;
+          ++moved;
         }
+        pixels[y * width + x] = argb;
       }
     }
+    if (moved == 0) return;
+    const fs::path file = pictureFolder_ / ("picture-" + std::to_string(picturesWritten_++) + ".png");
+    auto copy = UIImage::imageWithCGImage(CGImageCreateWithPixels(width, height, width * 4, pixels.data()));
+    NSErrorOrNil error = copy ? UIImageWritePNGToFile(*copy, file.string()) : NSErrorOrNil();
+    if (!copy || error) {
+      problem = path + ": cannot write its recoloured copy " + file.string() +
+                (error ? ": " + error->localizedDescription() : std::string());
+      return;
+    }
+    recoloured_.push_back(path + ": " + std::to_string(moved) + " pixels");
+    spec->file = file.string();
+    spec->pattern.clear();
   }
 
   void element(WebElement& e, const std::string& path, bool secret) {
@@ -120,15 +143,18 @@ class Preparer {
 
  private:
   std::vector<std::string>& recoloured_;
+  const fs::path pictureFolder_;
+  std::size_t picturesWritten_ = 0;
 };
 
 }  // namespace
 
-std::optional<SecretScene> SecretScene::prepare(const Scene& scene, std::string* problem) {
+std::optional<SecretScene> SecretScene::prepare(const Scene& scene, const std::string& pictureFolder,
+                                                std::string* problem) {
   SecretScene prepared;
   prepared.scene_ = scene;
   Scene& s = prepared.scene_;
-  Preparer preparer(prepared.recoloured_);
+  Preparer preparer(prepared.recoloured_, pictureFolder);
 
   preparer.colour(s.sdk.sensitiveViewColor, "$.sdk.sensitiveViewColor");
   preparer.rules(s.sdk.occlusion, "$.sdk.occlusion");

@@ -26,12 +26,15 @@ class UIView;
 
 class SecretScene {
  public:
-  /// The scene as the audit records it; none with *problem when it has pictures (image files or
-  /// generated patterns) that come too close to the secret colour to be recoloured.
-  static std::optional<SecretScene> prepare(const Scene& scene, std::string* problem);
+  /// The scene as the audit records it. Pictures (files or generated) with pixels too close to
+  /// the secret colour are replaced by recoloured copies written into `pictureFolder` (which must
+  /// exist); none with *problem when one cannot be written.
+  static std::optional<SecretScene> prepare(const Scene& scene, const std::string& pictureFolder,
+                                            std::string* problem);
 
   const Scene& scene() const { return scene_; }
-  /// Where a scene colour was moved away from the secret colour, as "path: #RRGGBB".
+  /// Where a scene colour was moved away from the secret colour, as "path: #RRGGBB", or a
+  /// picture's pixels, as "path: N pixels".
   const std::vector<std::string>& recoloured() const { return recoloured_; }
 
   /// Main thread, right before the player performs `call`: paints the views it makes secret, or

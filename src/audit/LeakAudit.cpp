@@ -113,6 +113,9 @@ LeakAuditResult LeakAudit::run(const Scene& scene, const LeakAuditOptions& optio
   recording.progress = options.progress;
   recording.beforeCall = [&secret](const SceneCall& call, ScenePlayer& player) { secret->willPerform(call, player); };
   recording.beforePlay = options.prepareHandler;
+  recording.afterCaptureRun = [&secret](const ZRFrameCaptureRun& run) {
+    if (run.tookPicture) secret->frameWasTaken();
+  };
 
   const auto recordStart = Clock::now();
   auto recorded = SceneRecorder::record(recording);
@@ -185,7 +188,7 @@ std::string LeakAuditResult::summary() const {
                              SecretPalette::kTolerance, nearestCleanDistance);
   }
   if (!recoloured.empty()) {
-    text += stringWithFormat("recoloured      %lu scene colours too close to it\n",
+    text += stringWithFormat("recoloured      %lu scene colours and pictures too close to it\n",
                              static_cast<unsigned long>(recoloured.size()));
   }
   const double perFrame = framesAudited > 0 ? (recordSeconds + scanSeconds) / static_cast<double>(framesAudited) : 0;

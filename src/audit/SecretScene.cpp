@@ -3,6 +3,7 @@
 
 #include "audit/SecretScene.h"
 
+#include <cmath>
 #include <filesystem>
 #include <set>
 
@@ -218,20 +219,33 @@ void SecretScene::paintLive(const std::shared_ptr<UIView>& view, std::vector<Sav
   for (const auto& child : view->subviews()) paintLive(child, saved);
 }
 
-void SecretScene::coverOnDemandRects(const SceneCall& call, ScenePlayer&) {
-  for (const auto& patch : onDemandPatches_) patch->removeFromSuperview();
-  onDemandPatches_.clear();
-  if (!call.reply || call.reply->never) return;
+std::vector<std::shared_ptr<UIView>> SecretScene::addPatches(const ZRRectQuadrupleList& rects) {
+  std::vector<std::shared_ptr<UIView>> patches;
   auto window = UIApplication::sharedApplication()->keyWindow();
-  if (!window) return;
-  for (const auto& quadruple : call.reply->rects) {
-    if (quadruple.size() != 4 || !(quadruple[2] > 0) || !(quadruple[3] > 0)) continue;
+  if (!window) return patches;
+  for (const auto& quadruple : rects) {
+    // What the handler drops is no rectangle, and nothing under it is secret.
+    if (quadruple.size() != 4 || !std::isfinite(quadruple[0]) || !std::isfinite(quadruple[1]) ||
+        !std::isfinite(quadruple[2]) || !std::isfinite(quadruple[3]) || !(quadruple[2] > 0) || !(quadruple[3] > 0)) {
+      continue;
+    }
     auto patch = std::make_shared<UIView>(CGRectMake(quadruple[0], quadruple[1], quadruple[2], quadruple[3]));
     patch->setBackgroundColor(SecretPalette::secretColor());
     patch->layer()->setZPosition(kPatchZPosition);
     window->addSubview(patch);
-    onDemandPatches_.push_back(std::move(patch));
+    patches.push_back(std::move(patch));
   }
+  return patches;
+}
+
+void SecretScene::removePatches(std::vector<std::shared_ptr<UIView>>& patches) {
+  for (const auto& patch : patches) patch->removeFromSuperview();
+  patches.clear();
+}
+
+void SecretScene::frameWasTaken() {
+  for (auto& [identity, patches] : manualPatches_) removePatches(patches);
+  manualPatches_.clear();
 }
 
 void SecretScene::willPerform(const SceneCall& call, ScenePlayer& player) {
@@ -261,8 +275,20 @@ void SecretScene::willPerform(const SceneCall& call, ScenePlayer& player) {
       return;
     }
     case SceneCallMethod::OccludeRectsOnNextFrame:
-      coverOnDemandRects(call, player);
+      removePatches(onDemandPatches_);
+      if (call.reply && !call.reply->never) onDemandPatches_ = addPatches(call.reply->rects);
       return;
+    case SceneCallMethod::AddRectsToOcclude:
+    case SceneCallMethod::AddRectsForManualOcclusion: {
+      // A group needs an identity and rectangles, or the handler ignores it; a later group of the
+      // same identity replaces the earlier one.
+      if (call.identity && (call.identity->empty() || call.rects.empty())) return;
+      auto& patches = manualPatches_[call.identity.value_or("")];
+      if (call.identity) removePatches(patches);
+      auto added = addPatches(call.rects);
+      patches.insert(patches.end(), added.begin(), added.end());
+      return;
+    }
     default:
       return;
   }

@@ -6,8 +6,9 @@
 // hides): views with "secret": true, secure text fields, and web page elements a page always
 // reports (password inputs, `data-zerva-sensitive`, class `zerva-sensitive`), each with all it
 // contains. Secret from a call on: views the timeline passes to addSensitiveView (until
-// removeSensitiveView), and the screen area under the on-demand source's rectangles while the
-// source answers with them. Those two follow the calls as they are played (willPerform).
+// removeSensitiveView), the screen area under the on-demand source's rectangles while the source
+// answers with them, and under manual rectangles until the next frame is taken. Those follow the
+// calls as they are played (willPerform), covered by secret patches on top of the key window.
 
 #include <map>
 #include <memory>
@@ -40,6 +41,9 @@ class SecretScene {
   /// Main thread, right before the player performs `call`: paints the views it makes secret, or
   /// gives back the colours of those it stops hiding.
   void willPerform(const SceneCall& call, ScenePlayer& player);
+  /// Main thread, after a run of the frame driver that took a picture: manual rectangles cover
+  /// one frame, so the content under them stops being secret.
+  void frameWasTaken();
 
  private:
   /// A live view's own colours, kept to give back when it stops being secret.
@@ -52,7 +56,8 @@ class SecretScene {
 
   SecretScene() = default;
   void paintLive(const std::shared_ptr<UIView>& view, std::vector<SavedLook>& saved);
-  void coverOnDemandRects(const SceneCall& call, ScenePlayer& player);
+  static std::vector<std::shared_ptr<UIView>> addPatches(const ZRRectQuadrupleList& rects);
+  static void removePatches(std::vector<std::shared_ptr<UIView>>& patches);
 
   Scene scene_;
   std::vector<std::string> recoloured_;
@@ -60,6 +65,8 @@ class SecretScene {
   std::map<std::string, std::vector<SavedLook>> paintedByCall_;
   /// Secret patches over the on-demand source's rectangles, while it answers with them.
   std::vector<std::shared_ptr<UIView>> onDemandPatches_;
+  /// Secret patches over manual rectangles until the next frame, by identity ("" for none).
+  std::map<std::string, std::vector<std::shared_ptr<UIView>>> manualPatches_;
 };
 
 }  // namespace zerva

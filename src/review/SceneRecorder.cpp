@@ -118,6 +118,7 @@ SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options
   ScenePlayer player(std::move(*scene));
   auto log = FrameInspectionLog::create(masks ? (folder / kMasksFolder).string() : std::string(), options.maskEvery,
                                         [&player] { return player.renderScreen(1); });
+  log->setRunObserver(options.afterCaptureRun);
   handler->setFrameInspector(log->makeInspector());
   // However the run ends, the handler must not report to a log that is gone.
   struct InspectorReset {

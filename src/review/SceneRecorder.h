@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 
+#include "handler/ZRFrameInspector.h"
 #include "review/RecordingReport.h"
 #include "review/VideoFrameReader.h"
 #include "scene/SceneModel.h"
@@ -36,6 +37,8 @@ struct SceneRecordingOptions {
   std::function<void(const SceneCall& call, ScenePlayer& player)> beforeCall;
   /// Once the handler is set up (SDK settings applied, frame inspector set), before the scene plays.
   std::function<void(const std::shared_ptr<ZRViewVideoHandler>& handler)> beforePlay;
+  /// Main thread, at the end of each run of the frame driver.
+  std::function<void(const ZRFrameCaptureRun& run)> afterCaptureRun;
   bool contactSheet = true;
   /// Keep the decoded video in Result::video.
   bool keepVideo = false;

@@ -122,9 +122,9 @@ TEST_F(LeakAuditTest, APictureNearTheSecretColourIsRecolouredPixelByPixel) {
   EXPECT_EQ(prepared->recoloured()[0], "$.app.screens.Home.view.children[0].image: 1 pixels");
   EXPECT_EQ(views[1].image->pattern, "checker") << "a picture far from the colour is left alone";
   auto copy = UIImage::imageWithContentsOfFile(views[0].image->file);
-  ASSERT_TRUE(copy);
-  EXPECT_EQ(copy->CGImage()->pixelAt(5, 6), (CGPixel{0x7F, 0x7F, 0x7F, 0xFF}));
-  EXPECT_EQ(copy->CGImage()->pixelAt(4, 6), (CGPixel{0, 0, 0xFF, 0xFF}));
+  ASSERT_TRUE(copy) << copy.error().localizedDescription();
+  EXPECT_EQ((*copy)->CGImage()->pixelAt(5, 6), (CGPixel{0x7F, 0x7F, 0x7F, 0xFF}));
+  EXPECT_EQ((*copy)->CGImage()->pixelAt(4, 6), (CGPixel{0, 0, 0xFF, 0xFF}));
 
   // Writing the copy can fail; the audit says where.
   EXPECT_FALSE(SecretScene::prepare(scene, "/dev/null/pictures", &problem));
@@ -203,6 +203,7 @@ std::string auditedScene(int quality, const std::string& extraViews = "") {
       {"at": 0, "do": "call", "call": {"method": "addSensitiveView", "view": "account"}},
       {"at": 0.6, "do": "scroll", "view": "list", "to": [0, 30]},
       {"at": 1.2, "do": "scroll", "view": "list", "to": [0, 60]},
+      {"at": 1.5, "do": "call", "call": {"method": "addRectsToOcclude", "rects": [[10, 250, 60, 20]], "identity": "promo"}},
       {"at": 2.0, "do": "set", "view": "pin", "text": "12345"}
     ]
   })";
@@ -253,6 +254,19 @@ TEST_F(LeakAuditTest, TheRealMaskingAuditsCleanAndEachBrokenMaskIsCaught) {
          });
        }},
   };
+  // A manual rectangle covers one frame, and the content under it is secret for that frame only.
+  {
+    const auto result = audit(scene, folder_ / "manual", [](ZRRectStringList& rects) {
+      std::erase_if(rects, [](const std::string& r) {
+        return CGRectEqualToRect(CGRectFromString(r), CGRectMake(10, 250, 60, 20));
+      });
+    });
+    ASSERT_EQ(result.status, LeakAuditResult::Status::Leaked) << result.message;
+    ASSERT_EQ(result.leakedFrames.size(), 1u) << result.summary();
+    EXPECT_GE(result.leakedFrames[0].presentationTime, 1.5);
+    EXPECT_LT(result.leakedFrames[0].presentationTime, 1.8);
+  }
+
   for (const auto& fault : faults) {
     SCOPED_TRACE(fault.name);
     const fs::path out = folder_ / "faulty";
@@ -304,13 +318,32 @@ TEST_F(LeakAuditTest, AnUnmaskedSecretDecodesWithinToleranceAtEveryQualityAndNot
   }
 }
 
-TEST_F(LeakAuditTest, TheDemoSceneAuditsClean) {
+TEST_F(LeakAuditTest, TheDemoSceneAuditsCleanAndLeaksWithoutItsRectangles) {
+  const std::string demo = std::string(ZERVA_SOURCE_DIR) + "/scenes/demo-app.json";
   LeakAuditOptions options;
   options.outputFolder = (folder_ / "demo").string();
-  const auto result = LeakAudit::runFile(std::string(ZERVA_SOURCE_DIR) + "/scenes/demo-app.json", options);
+  const auto result = LeakAudit::runFile(demo, options);
   ASSERT_EQ(result.status, LeakAuditResult::Status::Clean) << result.message << result.summary();
   EXPECT_GT(result.framesAudited, 20u);
   std::printf("%s", result.summary().c_str());
+
+  // Clean because the masks hold, not because nothing secret shows: without its rectangles
+  // (whole-screen covers stay) the demo leaks on its login, feed and payment screens.
+  options.outputFolder = (folder_ / "unmasked").string();
+  options.prepareHandler = [](const std::shared_ptr<ZRViewVideoHandler>& handler) {
+    handler->frameInspector()->setMaskFault([](ZRRectStringList& rects) { rects.clear(); });
+  };
+  const auto unmasked = LeakAudit::runFile(demo, options);
+  ASSERT_EQ(unmasked.status, LeakAuditResult::Status::Leaked) << unmasked.message;
+  const auto leakedAround = [&](double from, double to) {
+    return std::any_of(unmasked.leakedFrames.begin(), unmasked.leakedFrames.end(),
+                       [&](const LeakedFrame& f) { return f.presentationTime >= from && f.presentationTime < to; });
+  };
+  EXPECT_TRUE(leakedAround(0, 3.5)) << "the password field and the card widget";
+  EXPECT_TRUE(leakedAround(3.5, 5)) << "the feed's top card under the on-demand rectangle";
+  EXPECT_TRUE(leakedAround(6.5, 8)) << "the checkout page's password field";
+  std::printf("without rectangles: %zu of %zu frames leak, %zu pixels\n", unmasked.leakedFrames.size(),
+              unmasked.framesAudited, unmasked.pixelsLeaked);
 }
 
 }  // namespace

@@ -5,7 +5,10 @@
 
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <set>
+
+#include <nlohmann/json.hpp>
 
 #include "audit/SecretPalette.h"
 #include "platform/CGImage.h"
@@ -133,6 +136,31 @@ class Preparer {
     }
   }
 
+  /// A dashboard answer is JSON text; the cover colours of its rules are moved like any other.
+  void verifyResult(std::string& text, const std::string& path) {
+    auto json = nlohmann::json::parse(text, nullptr, false);
+    if (json.is_discarded()) return;  // the handler ignores it as well
+    bool changed = false;
+    std::function<void(nlohmann::json&, const std::string&)> walk = [&](nlohmann::json& node, const std::string& at) {
+      if (node.is_object()) {
+        for (auto& [key, value] : node.items()) {
+          auto color = value.is_string() ? ZRColorFromHexString(value.get<std::string>()) : std::nullopt;
+          if (key == "color" && color && SecretPalette::isReserved(*color)) {
+            colour(*color, at + "." + key);
+            value = ZRHexStringFromColor(*color);
+            changed = true;
+          } else {
+            walk(value, at + "." + key);
+          }
+        }
+      } else if (node.is_array()) {
+        for (size_t i = 0; i < node.size(); ++i) walk(node[i], at + "[" + std::to_string(i) + "]");
+      }
+    };
+    walk(json, path);
+    if (changed) text = json.dump();
+  }
+
   void rules(std::optional<ZROcclusionRules>& rules, const std::string& path) {
     if (!rules) return;
     for (size_t i = 0; i < rules->size(); ++i) {
@@ -187,6 +215,9 @@ std::optional<SecretScene> SecretScene::prepare(const Scene& scene, const std::s
           UIColor color = event.call->rule->color();
           preparer.colour(color, at + ".call.rule.color");
           event.call->rule->setColor(color);
+        }
+        if (event.call && !event.call->verifyResult.empty()) {
+          preparer.verifyResult(event.call->verifyResult, at + ".call.verifyResult");
         }
         break;
       default:

@@ -2,7 +2,7 @@
 // An optional observer of frames on their way into the video, for tools that show what each frame
 // hid and why (zerva-scene record). The handler calls it only while one is set
 // (ZRViewVideoHandler::setFrameInspector), so a recording without one pays a null test per call
-// site. It is no part of the SDK's interface and changes nothing the handler does.
+// site. It is no part of the SDK's interface; but for a test's setMaskFault it changes nothing.
 //
 // Rectangles travel through the handler as plain rect strings; the inspector learns the source of
 // each where it is made (noteRects) and labels a masked frame's list by looking them up. A rect

@@ -71,7 +71,11 @@ TEST_F(LeakAuditTest, SecretContentTakesTheSecretColourAndEverythingElseKeepsCle
           {"tag": "input", "type": "text", "frame": [0, 30, 100, 20], "background": "#00FF00"}]}}]}}}
     },
     "timeline": [{"at": 1, "do": "set", "view": "marked", "background": "#0000FF"},
-                 {"at": 1, "do": "set", "view": "plain", "background": "#F000FF"}]
+                 {"at": 1, "do": "set", "view": "plain", "background": "#F000FF"},
+                 {"at": 2, "do": "call", "call": {"method": "applyOcclusion",
+                   "rule": {"type": "coverScreen", "screens": ["Home"], "color": "#EE11EE"}}},
+                 {"at": 3, "do": "call", "call": {"method": "setOcclusionFromDashboardVerifyResult",
+                   "verifyResult": {"occlusionRules": [{"type": "coverScreen", "screens": ["Home"], "color": "#FF00FF"}]}}}]
   })");
   std::string problem;
   auto prepared = SecretScene::prepare(scene, folder_.string(), &problem);
@@ -93,7 +97,9 @@ TEST_F(LeakAuditTest, SecretContentTakesTheSecretColourAndEverythingElseKeepsCle
   EXPECT_GT(SecretPalette::distance(*s.windows[0].background), SecretPalette::kReserve);
   EXPECT_GT(SecretPalette::distance(*children[2].textColor), SecretPalette::kReserve);
   EXPECT_GT(SecretPalette::distance(*s.timeline[1].background), SecretPalette::kReserve);
-  ASSERT_EQ(prepared->recoloured().size(), 4u);
+  EXPECT_GT(SecretPalette::distance(s.timeline[2].call->rule->color()), SecretPalette::kReserve);
+  EXPECT_EQ(s.timeline[3].call->verifyResult.find("#FF00FF"), std::string::npos) << s.timeline[3].call->verifyResult;
+  ASSERT_EQ(prepared->recoloured().size(), 6u);
   EXPECT_EQ(prepared->recoloured()[0], "$.sdk.sensitiveViewColor: #FF00FF");
 }
 

@@ -85,7 +85,7 @@ void settle(const std::shared_ptr<ZRViewVideoHandler>& handler) {
 }
 
 SceneRecorder::Result failure(std::string message, RecordingReport report = {}) {
-  return {SceneRecorder::Status::Failed, std::move(message), std::move(report)};
+  return {SceneRecorder::Status::Failed, std::move(message), std::move(report), {}};
 }
 
 }  // namespace
@@ -96,7 +96,8 @@ SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options
     NSErrorOrNil loadError;
     scene = SceneLoader::loadFile(options.scenePath, &loadError);
     if (!scene) {
-      return {Status::BadScene, loadError ? loadError->localizedDescription() : "cannot load " + options.scenePath, {}};
+      return {Status::BadScene, loadError ? loadError->localizedDescription() : "cannot load " + options.scenePath, {},
+              {}};
     }
   }
   const fs::path folder(options.outputFolder);

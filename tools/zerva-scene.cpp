@@ -122,6 +122,8 @@ int audit(const std::string& path, LeakAuditOptions options) {
       std::fprintf(stderr, "zerva-scene: %s\n", result.message.c_str());
       return 2;
     case LeakAuditResult::Status::Failed:
+      // What was audited before the failure still counts for the reader.
+      if (result.framesAudited > 0) std::fputs(result.summary().c_str(), stdout);
       std::fprintf(stderr, "zerva-scene: %s\n", result.message.c_str());
       return 1;
     case LeakAuditResult::Status::Leaked:

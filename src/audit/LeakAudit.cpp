@@ -35,8 +35,8 @@ using Clock = std::chrono::steady_clock;
 
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
-LeakAuditResult stopped(Status status, std::string message) {
-  LeakAuditResult result;
+/// The result so far, ended with `status` and why; what was counted stays.
+LeakAuditResult stopped(Status status, std::string message, LeakAuditResult result = {}) {
   result.status = status;
   result.message = std::move(message);
   return result;
@@ -125,7 +125,8 @@ LeakAuditResult LeakAudit::run(const Scene& scene, const LeakAuditOptions& optio
   result.videoPath = recorded.report.videoPath;
   if (recorded.status == SceneRecorder::Status::BadScene) return stopped(Status::BadScene, recorded.message);
   if (recorded.status != SceneRecorder::Status::Recorded) {
-    return stopped(Status::Failed, recorded.message.empty() ? "the recording failed" : recorded.message);
+    return stopped(Status::Failed, recorded.message.empty() ? "the recording failed" : recorded.message,
+                   std::move(result));
   }
 
   const auto scanStart = Clock::now();
@@ -142,12 +143,17 @@ LeakAuditResult LeakAudit::run(const Scene& scene, const LeakAuditOptions& optio
     LeakedFrame leaked{i, frames[i].presentationTime, scan.leakedPixels, scan.bounds(), {}};
     if (options.writeLeakPictures) {
       fs::create_directories(leaksFolder, ec);
-      if (ec) return stopped(Status::Failed, "cannot create the folder " + leaksFolder.string() + ": " + ec.message());
+      if (ec) {
+        return stopped(Status::Failed, "cannot create the folder " + leaksFolder.string() + ": " + ec.message(),
+                       std::move(result));
+      }
       auto picture = LeakScanner::drawLeaks(frames[i], scan);
       const fs::path file = leaksFolder / stringWithFormat("%04lu.png", static_cast<unsigned long>(i));
       NSErrorOrNil error = picture ? UIImageWritePNGToFile(*picture, file.string()) : NSErrorOrNil();
       if (!picture || error) {
-        return stopped(Status::Failed, error ? error->localizedDescription() : "cannot draw the leak picture " + file.string());
+        return stopped(Status::Failed,
+                       error ? error->localizedDescription() : "cannot draw the leak picture " + file.string(),
+                       std::move(result));
       }
       leaked.picture = file.string();
     }
@@ -168,7 +174,7 @@ LeakAuditResult LeakAudit::run(const Scene& scene, const LeakAuditOptions& optio
     std::ofstream report(result.reportPath);
     report << toJson(result).dump(1) << '\n';
     report.close();
-    if (!report) return stopped(Status::Failed, "cannot write the audit report " + result.reportPath);
+    if (!report) return stopped(Status::Failed, "cannot write the audit report " + result.reportPath, std::move(result));
   }
   return result;
 }

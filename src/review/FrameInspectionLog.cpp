@@ -21,7 +21,10 @@ std::shared_ptr<ZRFrameInspector> FrameInspectionLog::makeInspector() {
   std::weak_ptr<FrameInspectionLog> weakSelf = shared_from_this();
   return std::make_shared<ZRFrameInspector>(
       [weakSelf](const ZRFrameCaptureRun& run) {
-        if (auto self = weakSelf.lock()) self->runDidEnd(run);
+        if (auto self = weakSelf.lock()) {
+          self->runDidEnd(run);
+          if (self->runObserver_) self->runObserver_(run);
+        }
       },
       [weakSelf](const ZRFrameInspection& frame) {
         if (auto self = weakSelf.lock()) self->frameWasMasked(frame);

@@ -41,6 +41,9 @@ class FrameInspectionLog : public std::enable_shared_from_this<FrameInspectionLo
   /// An inspector for the handler that reports here (the log may go first: it holds it weakly).
   std::shared_ptr<ZRFrameInspector> makeInspector();
 
+  /// Told of each run after the log has it (main thread). Set it before the recording starts.
+  void setRunObserver(ZRFrameInspector::CaptureObserver observer) { runObserver_ = std::move(observer); }
+
   std::vector<ZRFrameCaptureRun> runs() const;
   std::vector<Frame> frames() const;
   std::size_t frameCount() const;
@@ -60,6 +63,7 @@ class FrameInspectionLog : public std::enable_shared_from_this<FrameInspectionLo
   const std::string masksFolder_;
   const int maskEvery_;
   const ScreenPicture screen_;
+  ZRFrameInspector::CaptureObserver runObserver_;
 
   mutable Mutex mutex_;
   std::vector<ZRFrameCaptureRun> runs_ GUARDED_BY(mutex_);

@@ -51,8 +51,7 @@ class DemoSession {
     ZRPlistHandler::sharedHandler()->setStorePath((folder_ / "state.json").string());
     ZRResetHandlerFileStatics();
     setRendererScale(pixelsPerPoint);
-    NSErrorOrNil error;
-    auto scene = SceneLoader::loadFile(ZERVA_SOURCE_DIR "/scenes/demo-app.json", &error);
+    auto scene = SceneLoader::loadFile(ZERVA_SOURCE_DIR "/scenes/demo-app.json");
     scene->device.scale = pixelsPerPoint;
     player_ = std::make_unique<ScenePlayer>(std::move(*scene));
     player_->start(NSRunLoop::mainRunLoop());

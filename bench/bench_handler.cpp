@@ -381,8 +381,7 @@ BENCHMARK(BM_StageConvertAndEncode)->Unit(benchmark::kMillisecond)->Iterations(4
 class DemoSource final : public FrameSource {
  public:
   DemoSource(int width, int height) : width_(width), height_(height), pixels_(static_cast<std::size_t>(width) * height * 4) {
-    NSErrorOrNil error;
-    auto scene = SceneLoader::loadFile(ZERVA_SOURCE_DIR "/scenes/demo-app.json", &error);
+    auto scene = SceneLoader::loadFile(ZERVA_SOURCE_DIR "/scenes/demo-app.json");
     player_ = std::make_unique<ScenePlayer>(std::move(*scene));
     player_->start(NSRunLoop::mainRunLoop());
     handler_ = ZRViewVideoHandler::create();

@@ -19,8 +19,7 @@ namespace {
 // screen with the keyboard up.
 std::unique_ptr<ScenePlayer> demoAt(double seconds) {
   static ScopedManualClock clock;
-  NSErrorOrNil error;
-  auto scene = SceneLoader::loadFile(ZERVA_SOURCE_DIR "/scenes/demo-app.json", &error);
+  auto scene = SceneLoader::loadFile(ZERVA_SOURCE_DIR "/scenes/demo-app.json");
   if (!scene) return nullptr;
   auto player = std::make_unique<ScenePlayer>(std::move(*scene));
   player->start(NSRunLoop::currentRunLoop());

@@ -18,8 +18,7 @@ namespace {
 // The demo app on its feed screen: about 80 views, 36 labels and 12 pictures.
 std::unique_ptr<ScenePlayer> feedScreen() {
   static ScopedManualClock clock;
-  NSErrorOrNil error;
-  auto scene = SceneLoader::loadFile(ZERVA_SOURCE_DIR "/scenes/demo-app.json", &error);
+  auto scene = SceneLoader::loadFile(ZERVA_SOURCE_DIR "/scenes/demo-app.json");
   if (!scene) return nullptr;
   auto player = std::make_unique<ScenePlayer>(std::move(*scene));
   player->start(NSRunLoop::currentRunLoop());

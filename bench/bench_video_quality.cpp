@@ -201,8 +201,7 @@ struct DemoRecording {
     std::filesystem::create_directories(folder);
     ZRPlistHandler::sharedHandler()->setStorePath((folder / "state.json").string());
     ZRResetHandlerFileStatics();
-    NSErrorOrNil error;
-    auto scene = SceneLoader::loadFile(ZERVA_SOURCE_DIR "/scenes/demo-app.json", &error);
+    auto scene = SceneLoader::loadFile(ZERVA_SOURCE_DIR "/scenes/demo-app.json");
     ScenePlayer player(std::move(*scene));
     auto handler = ZRViewVideoHandler::create();
     handler->videoRecorder()->setRecordingsFolder(folder.string());

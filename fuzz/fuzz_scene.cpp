@@ -33,10 +33,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
-  NSErrorOrNil error;
-  auto scene = SceneLoader::loadText(text, "fuzz.json", gScratch, &error);
-  if (scene.has_value() == error.has_value()) __builtin_trap();
-  if (error && error->localizedDescription().rfind("fuzz.json", 0) != 0) __builtin_trap();
+  auto scene = SceneLoader::loadText(text, "fuzz.json", gScratch);
+  if (!scene && scene.error().localizedDescription().rfind("fuzz.json", 0) != 0) __builtin_trap();
   if (!scene) return 0;
   ScenePlayer player(std::move(*scene));
   player.start(NSRunLoop::mainRunLoop());

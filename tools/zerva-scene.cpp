@@ -26,10 +26,12 @@ using namespace zerva;
 namespace {
 
 std::optional<Scene> load(const std::string& path) {
-  NSErrorOrNil error;
-  auto scene = SceneLoader::loadFile(path, &error);
-  if (!scene) std::fprintf(stderr, "zerva-scene: %s\n", error ? error->localizedDescription().c_str() : "cannot load");
-  return scene;
+  auto scene = SceneLoader::loadFile(path);
+  if (!scene) {
+    std::fprintf(stderr, "zerva-scene: %s\n", scene.error().localizedDescription().c_str());
+    return std::nullopt;
+  }
+  return std::move(*scene);
 }
 
 int validate(const std::string& path) {

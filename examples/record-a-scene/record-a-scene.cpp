@@ -39,10 +39,9 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "record-a-scene: %s is not a folder\n", argv[2]);
     return 1;
   }
-  NSErrorOrNil error;
-  std::optional<Scene> scene = SceneLoader::loadFile(argv[1], &error);
+  auto scene = SceneLoader::loadFile(argv[1]);
   if (!scene) {
-    std::fprintf(stderr, "record-a-scene: %s\n", error ? error->localizedDescription().c_str() : argv[1]);
+    std::fprintf(stderr, "record-a-scene: %s\n", scene.error().localizedDescription().c_str());
     return 2;
   }
 

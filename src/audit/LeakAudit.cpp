@@ -83,9 +83,8 @@ nlohmann::json toJson(const LeakAuditResult& result) {
 }  // namespace
 
 LeakAuditResult LeakAudit::runFile(const std::string& scenePath, const LeakAuditOptions& options) {
-  NSErrorOrNil error;
-  auto scene = SceneLoader::loadFile(scenePath, &error);
-  if (!scene) return stopped(Status::BadScene, error ? error->localizedDescription() : "cannot load " + scenePath);
+  auto scene = SceneLoader::loadFile(scenePath);
+  if (!scene) return stopped(Status::BadScene, scene.error().localizedDescription());
   return run(*scene, options);
 }
 

@@ -93,12 +93,9 @@ SceneRecorder::Result failure(std::string message, RecordingReport report = {}) 
 SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options) {
   std::optional<Scene> scene = options.scene;
   if (!scene) {
-    NSErrorOrNil loadError;
-    scene = SceneLoader::loadFile(options.scenePath, &loadError);
-    if (!scene) {
-      return {Status::BadScene, loadError ? loadError->localizedDescription() : "cannot load " + options.scenePath, {},
-              {}};
-    }
+    auto loaded = SceneLoader::loadFile(options.scenePath);
+    if (!loaded) return {Status::BadScene, loaded.error().localizedDescription(), {}, {}};
+    scene = std::move(*loaded);
   }
   const fs::path folder(options.outputFolder);
   const bool masks = options.maskEvery > 0;

@@ -244,19 +244,18 @@ double Scene::duration() const {
   return end;
 }
 
-std::optional<Scene> SceneLoader::loadFile(const std::string& path, NSErrorOrNil* error) {
+NSResult<Scene> SceneLoader::loadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) {
-    if (error) *error = NSError::errorWithDomain(kDomain, 1, "Cannot read the scene file " + path).withUserInfo("path", path);
-    return std::nullopt;
+    return NSError::errorWithDomain(kDomain, 1, "Cannot read the scene file " + path).withUserInfo("path", path);
   }
   std::ostringstream text;
   text << in.rdbuf();
-  return loadText(text.str(), path, fs::path(path).parent_path().string(), error);
+  return loadText(text.str(), path, fs::path(path).parent_path().string());
 }
 
-std::optional<Scene> SceneLoader::loadText(const std::string& text, const std::string& name,
-                                           const std::string& baseDirectory, NSErrorOrNil* error) {
+NSResult<Scene> SceneLoader::loadText(const std::string& text, const std::string& name,
+                                      const std::string& baseDirectory) {
   SceneReader r(name, baseDirectory.empty() ? fs::path(".") : fs::path(baseDirectory));
   auto& j = r.reader();
   Scene scene;
@@ -287,11 +286,7 @@ std::optional<Scene> SceneLoader::loadText(const std::string& text, const std::s
       }
     }
   }
-  if (!r.ok()) {
-    if (error) *error = j.error(kDomain, 2);
-    return std::nullopt;
-  }
-  if (error) *error = std::nullopt;
+  if (!r.ok()) return j.error(kDomain, 2);
   return scene;
 }
 

@@ -3,20 +3,18 @@
 // keys, wrong types, missing image files, references to views, screens or windows that do not
 // exist, negative durations. An error names the file, the JSON path and what was expected there.
 
-#include <optional>
 #include <string>
 
-#include "platform/NSError.h"
+#include "platform/NSResult.h"
 #include "scene/SceneModel.h"
 
 namespace zerva {
 
 class SceneLoader {
  public:
-  static std::optional<Scene> loadFile(const std::string& path, NSErrorOrNil* error);
+  static NSResult<Scene> loadFile(const std::string& path);
   /// `name` names the text in messages; image files are found relative to `baseDirectory`.
-  static std::optional<Scene> loadText(const std::string& text, const std::string& name,
-                                       const std::string& baseDirectory, NSErrorOrNil* error);
+  static NSResult<Scene> loadText(const std::string& text, const std::string& name, const std::string& baseDirectory);
 };
 
 }  // namespace zerva

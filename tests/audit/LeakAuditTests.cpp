@@ -30,10 +30,9 @@ namespace {
 namespace fs = std::filesystem;
 
 Scene loadScene(const std::string& text, const std::string& base = ".") {
-  NSErrorOrNil error;
-  auto scene = SceneLoader::loadText(text, "test scene", base, &error);
-  if (!scene) ADD_FAILURE() << (error ? error->localizedDescription() : "no scene");
-  return scene.value_or(Scene{});
+  auto scene = SceneLoader::loadText(text, "test scene", base);
+  if (!scene) ADD_FAILURE() << scene.error().localizedDescription();
+  return (scene ? std::move(*scene) : Scene{});
 }
 
 class LeakAuditTest : public ::testing::Test {

@@ -95,9 +95,8 @@ class DemoSession : public HandlerTest {
         if (id == "card" || id == "cvc") input["background"] = "#FF00FF";
       }
     }
-    NSErrorOrNil error;
-    auto loaded = SceneLoader::loadText(scene.dump(), "demo-app.json", std::string(ZERVA_SOURCE_DIR) + "/scenes", &error);
-    EXPECT_TRUE(loaded.has_value()) << (error ? error->localizedDescription() : "");
+    auto loaded = SceneLoader::loadText(scene.dump(), "demo-app.json", std::string(ZERVA_SOURCE_DIR) + "/scenes");
+    EXPECT_TRUE(loaded.ok()) << loaded.error().localizedDescription();
     return *loaded;
   }
 

@@ -21,21 +21,19 @@ std::string scene(const std::string& screenView = R"({"type": "scrollView", "nam
 }
 
 std::string errorOf(const std::string& text, const std::string& base = ".") {
-  NSErrorOrNil error;
-  auto loaded = SceneLoader::loadText(text, "app.json", base, &error);
-  EXPECT_FALSE(loaded.has_value());
-  return error ? error->localizedDescription() : "(no error)";
+  auto loaded = SceneLoader::loadText(text, "app.json", base);
+  EXPECT_FALSE(loaded.ok());
+  return loaded ? "(no error)" : loaded.error().localizedDescription();
 }
 
 TEST(SceneLoader, ReadsAValidSceneInTimeOrder) {
-  NSErrorOrNil error;
   auto s = SceneLoader::loadText(
       scene(R"({"type": "view", "name": "root", "children": [{"type": "label", "name": "title", "text": "Hi", "alignment": "center"}]})",
             R"([{"at": 2, "do": "set", "view": "title", "text": "Bye"},
                 {"at": 1, "do": "add", "parent": "root", "view": {"type": "textField", "name": "pin", "secure": true}},
                 {"at": 1.5, "do": "type", "view": "pin", "text": "1234", "duration": 0.5}])"),
-      "app.json", ".", &error);
-  ASSERT_TRUE(s) << error->localizedDescription();
+      "app.json", ".");
+  ASSERT_TRUE(s) << s.error().localizedDescription();
   EXPECT_EQ(s->device.scale, 2);
   EXPECT_EQ(s->device.osMajor, 16);
   EXPECT_EQ(s->device.osMinor, 4);
@@ -216,15 +214,14 @@ TEST(SceneLoader, ImagesComeFromFilesNextToTheScene) {
   std::ofstream(dir / "broken.png") << "not a png";
   const std::string text = scene(R"({"type": "imageView", "image": {"file": "broken.png"}})");
   EXPECT_NE(errorOf(text, dir.string()).find("is not a readable PNG"), std::string::npos);
-  NSErrorOrNil error;
-  EXPECT_FALSE(SceneLoader::loadFile((dir / "absent.json").string(), &error));
-  EXPECT_EQ(error->localizedDescription(), "Cannot read the scene file " + (dir / "absent.json").string());
+  const auto absent = SceneLoader::loadFile((dir / "absent.json").string());
+  ASSERT_FALSE(absent);
+  EXPECT_EQ(absent.error().localizedDescription(), "Cannot read the scene file " + (dir / "absent.json").string());
 }
 
 TEST(SceneLoader, TheBundledDemoIsValid) {
-  NSErrorOrNil error;
-  auto demo = SceneLoader::loadFile(std::string(ZERVA_SOURCE_DIR) + "/scenes/demo-app.json", &error);
-  ASSERT_TRUE(demo) << error->localizedDescription();
+  auto demo = SceneLoader::loadFile(std::string(ZERVA_SOURCE_DIR) + "/scenes/demo-app.json");
+  ASSERT_TRUE(demo) << demo.error().localizedDescription();
   EXPECT_GE(demo->screens.size(), 5u);
   EXPECT_GE(std::count_if(demo->timeline.begin(), demo->timeline.end(), [](const SceneEvent& e) { return e.call.has_value(); }),
             10);

@@ -25,10 +25,9 @@ Scene load(const std::string& timeline) {
                 {"type": "textField", "name": "search", "frame": [10, 50, 370, 40]}]}},
               "Sheet": {"presentation": "formSheet", "preferredSize": [300, 400], "view": {"background": "#FFFFFF"}}}},
     "timeline": )" + timeline + "}";
-  NSErrorOrNil error;
-  auto scene = SceneLoader::loadText(text, "test.json", ".", &error);
-  EXPECT_TRUE(scene) << (error ? error->localizedDescription() : "");
-  return scene.value_or(Scene{});
+  auto scene = SceneLoader::loadText(text, "test.json", ".");
+  EXPECT_TRUE(scene) << scene.error().localizedDescription();
+  return (scene ? std::move(*scene) : Scene{});
 }
 
 class ScenePlayerTest : public ::testing::Test {

@@ -71,9 +71,8 @@ class SceneSdkSessionTest : public HandlerTest {
   }
 
   void play(const std::string& text) {
-    NSErrorOrNil error;
-    auto scene = SceneLoader::loadText(text, "test.json", ".", &error);
-    ASSERT_TRUE(scene) << error->localizedDescription();
+    auto scene = SceneLoader::loadText(text, "test.json", ".");
+    ASSERT_TRUE(scene) << scene.error().localizedDescription();
     player_ = std::make_unique<ScenePlayer>(std::move(*scene));
     session_ = std::make_unique<SceneSdkSession>(player_->scene(), *player_, handler_);
     player_->setCallHandler([session = session_.get()](const SceneCall& c) { session->perform(c); });

@@ -91,9 +91,8 @@ TEST_F(SchematicCaptureTest, KeyboardIsAWhiteBoxWithItsLabelOnTopScaledWithTheVi
 // The demo app's sign-in screen while the user types: the e-mail field is marked sensitive, the
 // password field is secure, the keyboard is up. Written to /tmp for a person to look at.
 TEST_F(SchematicCaptureTest, SignInScreenWhileTyping) {
-  NSErrorOrNil error;
-  auto scene = SceneLoader::loadFile(std::string(ZERVA_SOURCE_DIR) + "/scenes/demo-app.json", &error);
-  ASSERT_TRUE(scene) << (error ? error->localizedDescription() : "");
+  auto scene = SceneLoader::loadFile(std::string(ZERVA_SOURCE_DIR) + "/scenes/demo-app.json");
+  ASSERT_TRUE(scene) << scene.error().localizedDescription();
   ScenePlayer player(*scene);
   player.start(NSRunLoop::mainRunLoop());
   NSRunLoop::mainRunLoop().runUntilDate(player.startTime() + 2.6);

@@ -321,6 +321,19 @@ TEST(WebViewScript, TheMemoryLimitCountsWhatTheHeapReallyGrowsBy) {
 #endif
 }
 
+TEST(WebViewScript, ALimitLoweredBelowWhatIsHeldRefusesGrowthAndKeepsWhatIsHeld) {
+  auto view = webViewWithPage("{}");
+  view->setScriptTimeout(30);
+  EXPECT_EQ(evaluate(view, "var big = 'x'.repeat(3000000); big.length").result, json(3000000));
+  view->setScriptMemoryLimit(size_t{1} << 20);
+  Evaluated e = evaluate(view, "var more = 'y'.repeat(100000); more.length");
+  ASSERT_TRUE(e.error);
+  EXPECT_NE(e.error->localizedDescription().find("ran out of its 1 MiB of script memory"), std::string::npos)
+      << e.error->localizedDescription();
+  view->setScriptMemoryLimit(size_t{64} << 20);
+  EXPECT_EQ(evaluate(view, "[big.length, big.charAt(2999999)]").result, json::parse(R"([3000000, "x"])"));
+}
+
 TEST(WebViewScript, AViewGoneBeforeItsTurnReportsInvalidation) {
   auto view = webViewWithPage("{}");
   std::optional<NSErrorOrNil> error;

@@ -219,6 +219,7 @@ int depthOf(const json& value) {
 
 TEST(WebViewScript, SharedValuesConvertWhileCyclesAndTooDeepNestingAreRefused) {
   auto view = webViewWithPage("{}");
+  view->setScriptTimeout(30);  // a hundred thousand nested arrays take a while under the sanitizers
   // One object reached twice is not a cycle.
   Evaluated e = evaluate(view, "var o = {x: 1}; ({a: o, b: [o, o], c: {d: o}})");
   ASSERT_FALSE(e.error) << e.error->localizedDescription();

@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <chrono>
+#include <cmath>
 #include <thread>
 
 #include "platform/NSLog.h"
@@ -186,6 +187,63 @@ TEST(WebViewScript, RunawayScriptsAreStoppedAndThePageLivesOn) {
   EXPECT_EQ(evaluate(view, "ready()").result, json("ready"));
 }
 
+TEST(WebViewScript, NumbersKeepTheirValueAndWholeOnesStayWhole) {
+  auto view = webViewWithPage("{}");
+  Evaluated e = evaluate(view, "[0 / 0, 1 / 0, -1 / 0, -0, 2147483648, 9007199254740991, -9007199254740991, "
+                               "9007199254740992, 1e308, 5e-324, 0.1 + 0.2]");
+  ASSERT_FALSE(e.error) << e.error->localizedDescription();
+  ASSERT_TRUE(e.result && e.result->is_array() && e.result->size() == 11);
+  const json& n = *e.result;
+  EXPECT_TRUE(n[0].is_number_float() && std::isnan(n[0].get<double>()));
+  EXPECT_EQ(n[1].get<double>(), HUGE_VAL);
+  EXPECT_EQ(n[2].get<double>(), -HUGE_VAL);
+  EXPECT_TRUE(n[3].is_number_integer());
+  EXPECT_EQ(n[3], 0);
+  // Whole numbers a double holds exactly come back as integers, past 32 bits too.
+  EXPECT_TRUE(n[4].is_number_integer());
+  EXPECT_EQ(n[4].get<std::int64_t>(), 2147483648);
+  EXPECT_EQ(n[5].get<std::int64_t>(), 9007199254740991);
+  EXPECT_EQ(n[6].get<std::int64_t>(), -9007199254740991);
+  EXPECT_TRUE(n[7].is_number_float());
+  EXPECT_EQ(n[7].get<double>(), 9007199254740992.0);
+  EXPECT_EQ(n[8].get<double>(), 1e308);
+  EXPECT_EQ(n[9].get<double>(), 5e-324);
+  EXPECT_EQ(n[10].get<double>(), 0.1 + 0.2);
+}
+
+int depthOf(const json& value) {
+  int depth = 0;
+  for (const json* v = &value; v->is_array() && !v->empty(); v = &(*v)[0]) ++depth;
+  return depth;
+}
+
+TEST(WebViewScript, SharedValuesConvertWhileCyclesAndTooDeepNestingAreRefused) {
+  auto view = webViewWithPage("{}");
+  view->setScriptTimeout(30);  // a hundred thousand nested arrays take a while under the sanitizers
+  // One object reached twice is not a cycle.
+  Evaluated e = evaluate(view, "var o = {x: 1}; ({a: o, b: [o, o], c: {d: o}})");
+  ASSERT_FALSE(e.error) << e.error->localizedDescription();
+  EXPECT_EQ(e.result, json::parse(R"({"a": {"x": 1}, "b": [{"x": 1}, {"x": 1}], "c": {"d": {"x": 1}}})"));
+
+  const std::string nest = "function nest(n) { var a = 1; for (var i = 0; i < n; i++) a = [a]; return a; } ";
+  e = evaluate(view, nest + "nest(64)");
+  ASSERT_FALSE(e.error) << e.error->localizedDescription();
+  EXPECT_EQ(depthOf(*e.result), 64);
+
+  for (const std::string script :
+       {nest + "nest(65)", nest + "nest(100000)", std::string("var p = {n: {m: {}}}; p.n.m.back = p; p"),
+        std::string("var q = {}; q.list = [1, {up: q}]; q"), std::string("Symbol('s')"),
+        std::string("({s: Symbol('s')})"), std::string("[1, function () {}]")}) {
+    e = evaluate(view, script);
+    EXPECT_FALSE(e.result) << script;
+    ASSERT_TRUE(e.error) << script;
+    EXPECT_EQ(e.error->domain(), WKErrorDomain);
+    EXPECT_EQ(e.error->code(), WKErrorJavaScriptResultTypeIsUnsupported) << script;
+  }
+  // The page is untouched by a refused value.
+  EXPECT_EQ(evaluate(view, "o.x").result, json(1));
+}
+
 // Real seconds an evaluation took: the guards promise an upper bound, and a broken guard shows
 // as minutes (or no end), so a generous bound does not flake.
 double secondsToEvaluate(const std::shared_ptr<WKWebView>& view, const std::string& script, Evaluated* out) {
@@ -264,6 +322,19 @@ TEST(WebViewScript, TheMemoryLimitCountsWhatTheHeapReallyGrowsBy) {
 #endif
 }
 
+TEST(WebViewScript, ALimitLoweredBelowWhatIsHeldRefusesGrowthAndKeepsWhatIsHeld) {
+  auto view = webViewWithPage("{}");
+  view->setScriptTimeout(30);
+  EXPECT_EQ(evaluate(view, "var big = 'x'.repeat(3000000); big.length").result, json(3000000));
+  view->setScriptMemoryLimit(size_t{1} << 20);
+  Evaluated e = evaluate(view, "var more = 'y'.repeat(100000); more.length");
+  ASSERT_TRUE(e.error);
+  EXPECT_NE(e.error->localizedDescription().find("ran out of its 1 MiB of script memory"), std::string::npos)
+      << e.error->localizedDescription();
+  view->setScriptMemoryLimit(size_t{64} << 20);
+  EXPECT_EQ(evaluate(view, "[big.length, big.charAt(2999999)]").result, json::parse(R"([3000000, "x"])"));
+}
+
 TEST(WebViewScript, AViewGoneBeforeItsTurnReportsInvalidation) {
   auto view = webViewWithPage("{}");
   std::optional<NSErrorOrNil> error;
@@ -326,6 +397,53 @@ TEST(WebViewDOM, AnswersThePartsOfTheDOMPageScriptsUse) {
   e = evaluate(view, "document.querySelectorAll('form input')");
   ASSERT_TRUE(e.error);
   EXPECT_NE(e.error->localizedDescription().find("SyntaxError"), std::string::npos);
+}
+
+TEST(WebViewDOM, TheDocumentTreeTextAndAbsentPartsReadAsInABrowser) {
+  auto view = webViewWithPage(R"({
+    "body": [
+      {"tag": "section", "id": "card", "frame": [0, 0, 390.6, 200.4], "children": [
+        {"tag": "label", "text": "Card ", "frame": [0, 0, 100, 20], "children": [{"tag": "b", "text": "number"}]},
+        {"tag": "input", "id": "pan", "value": "4111", "classes": ["a", "b"], "frame": [0, 30, 200, 40]},
+        {"tag": "div", "display": "none", "frame": [0, 80, 100, 20], "children": [{"tag": "span", "id": "deep"}]}]},
+      {"tag": "span", "id": "after", "hidden": true}]})");
+  Evaluated e = evaluate(view, R"(
+    var card = document.getElementById('card');
+    var pan = document.getElementById('pan');
+    ({
+      order: document.querySelectorAll('*').map(function (el) { return el.localName; }).join(' '),
+      scoped: card.querySelectorAll('span, section').map(function (el) { return el.id; }),
+      byTag: [document.getElementsByTagName('SPAN').length, card.getElementsByTagName('*').length],
+      children: card.children.length + ' ' + card.children[0].children[0].tagName,
+      text: card.children[0].textContent,
+      value: pan.value,
+      className: pan.className,
+      matches: [pan.matches('input.b#pan'), pan.matches('.c'), document.getElementById('deep').matches('span')],
+      none: [document.querySelector('table'), document.getElementById('nope'), pan.getAttribute('value')],
+      offset: [card.offsetWidth, card.offsetHeight, document.getElementById('deep').offsetWidth],
+      hidden: [document.getElementById('after').hidden, pan.hidden],
+      roots: [document.documentElement.tagName, document.body.tagName, card.parentNode === document.body,
+              document.documentElement.parentElement, pan.ownerDocument === document, document.defaultView === window],
+      state: [document.readyState, document.nodeType, pan.nodeType, devicePixelRatio],
+      absent: [typeof document.createElement, typeof document.cookie, typeof XMLHttpRequest, typeof pan.innerHTML]
+    }))");
+  ASSERT_FALSE(e.error) << e.error->localizedDescription();
+  EXPECT_EQ(e.result, json::parse(R"({
+    "order": "html body section label b input div span span",
+    "scoped": ["deep"],
+    "byTag": [2, 5],
+    "children": "3 B",
+    "text": "Card number",
+    "value": "4111",
+    "className": "a b",
+    "matches": [true, false, true],
+    "none": [null, null, null],
+    "offset": [391, 200, 0],
+    "hidden": [true, false],
+    "roots": ["HTML", "BODY", true, null, true, true],
+    "state": ["complete", 9, 1, 1],
+    "absent": ["undefined", "undefined", "undefined", "undefined"]
+  })"));
 }
 
 TEST(WebViewDOM, RectanglesAreViewportRelativeAndZeroWhenNotRendered) {

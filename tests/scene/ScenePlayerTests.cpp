@@ -9,6 +9,7 @@
 #include "platform/UITextField.h"
 #include "platform/UIViewController.h"
 #include "platform/UIWindow.h"
+#include "services/ZRControllerUtility.h"
 #include "scene/SceneLoader.h"
 #include "scene/ScenePlayer.h"
 
@@ -117,6 +118,196 @@ TEST_F(ScenePlayerTest, TheSameSceneGivesTheSamePictures) {
   // The row is in flight: 100 + 300 - 250 * (0.15 / 0.4) = 306.25 from the top.
   EXPECT_EQ(pictures[0]->pixelAt(200, 320), (CGPixel{0, 255, 0, 255}));
   EXPECT_NE(pictures[0]->pixelAt(200, 300), (CGPixel{0, 255, 0, 255}));
+}
+
+// --- A richer app: screens of every presentation, a second window that does not fill the screen --
+
+Scene loadApp(const std::string& timeline) {
+  const std::string text = R"({"device": {"screen": [390, 844], "scale": 2},
+    "app": {"windows": [{"name": "main", "root": "Home", "key": true},
+                        {"name": "badge", "frame": [10, 10, 100, 50], "background": "#FFFF00"}],
+            "screens": {
+              "Home": {"view": {"frame": [0, 0, 390, 844], "background": "#FF0000"}},
+              "Detail": {"view": {"background": "#00FF00"}},
+              "Full": {"presentation": "fullScreen", "view": {"background": "#0000FF"}},
+              "Page": {"presentation": "pageSheet", "view": {"background": "#FFFFFF"}},
+              "Form": {"presentation": "formSheet", "preferredSize": [300, 400], "view": {"background": "#FFFFFF"}},
+              "Pop": {"presentation": "popover", "preferredSize": [200, 100], "view": {"background": "#00FFFF"}}}},
+    "timeline": )" + timeline + "}";
+  NSErrorOrNil error;
+  auto scene = SceneLoader::loadText(text, "app.json", ".", &error);
+  EXPECT_TRUE(scene) << (error ? error->localizedDescription() : "");
+  return scene.value_or(Scene{});
+}
+
+const CGPixel kRedPixel{255, 0, 0, 255};
+const CGPixel kBluePixel{0, 0, 255, 255};
+const CGPixel kWhitePixel{255, 255, 255, 255};
+
+TEST_F(ScenePlayerTest, EventsRunAtTheirTimesAndThoseAtOneTimeInFileOrder) {
+  // Listed out of time order; the three at 1 s must run as listed.
+  ScenePlayer player(loadApp(R"([
+    {"at": 2, "do": "show", "screen": "Detail"},
+    {"at": 1, "do": "present", "screen": "Form"},
+    {"at": 1, "do": "dismiss", "screen": "Form"},
+    {"at": 1, "do": "present", "screen": "Pop"}])"));
+  std::vector<std::pair<std::string, double>> changes;  // at process-clock times
+  player.setScreenHandler([&](const std::string& screen, bool visible) {
+    changes.emplace_back((visible ? "+" : "-") + screen, CACurrentMediaTime());
+  });
+  auto since = [&](std::size_t from) {
+    std::vector<std::string> seen;
+    for (std::size_t i = from; i < changes.size(); ++i) {
+      seen.push_back(changes[i].first + "@" + std::to_string(std::lround((changes[i].second - player.startTime()) * 1000)));
+    }
+    return seen;
+  };
+  player.start(loop);
+  runTo(player, 0.999);
+  EXPECT_EQ(since(0), (std::vector<std::string>{"+Home@0"}));
+  runTo(player, 1);
+  EXPECT_EQ(since(1), (std::vector<std::string>{"+Form@1000", "-Form@1000", "+Pop@1000"}));
+  EXPECT_EQ(player.screenNamed("Home")->presentedViewController(), player.screenNamed("Pop"));
+  runTo(player, 2);
+  EXPECT_EQ(since(4), (std::vector<std::string>{"-Home@2000", "+Detail@2000"}));
+  // The new root takes the window; what the old one presented goes with it.
+  EXPECT_EQ(player.windowNamed("main")->rootViewController(), player.screenNamed("Detail"));
+  EXPECT_EQ(player.screenNamed("Home")->presentedViewController(), nullptr);
+  EXPECT_EQ(player.screenNamed("Pop")->view()->window(), nullptr);
+}
+
+TEST_F(ScenePlayerTest, SheetsTakeTheirFramesAndTheTopControllerFollowsThem) {
+  ScenePlayer player(loadApp(R"([
+    {"at": 1, "do": "present", "screen": "Page"},
+    {"at": 2, "do": "present", "screen": "Form"},
+    {"at": 3, "do": "present", "screen": "Pop"},
+    {"at": 3, "do": "present", "screen": "Pop"},
+    {"at": 4, "do": "dismiss", "screen": "Pop"},
+    {"at": 5, "do": "dismiss", "screen": "Form"},
+    {"at": 5.5, "do": "dismiss", "screen": "Page"},
+    {"at": 6, "do": "present", "screen": "Full"}])"));
+  player.start(loop);
+  auto root = player.windowNamed("main")->rootViewController();
+  auto top = [&] { return ZRControllerUtility::topViewControllerWithRootViewController(root); };
+  auto screen = [&](const char* name) { return player.screenNamed(name); };
+  EXPECT_EQ(top(), screen("Home"));
+
+  runTo(player, 1);  // a page sheet without a size leaves the status bar's strip uncovered
+  EXPECT_EQ(top(), screen("Page"));
+  EXPECT_EQ(screen("Page")->view()->frame(), CGRectMake(0, 54, 390, 790));
+  EXPECT_TRUE(ZRControllerUtility::isControllerPresentedInNonFullScreenMode(screen("Page")));
+  auto picture = player.renderScreen(1);
+  EXPECT_EQ(picture->pixelAt(200, 40), kRedPixel);
+  EXPECT_EQ(picture->pixelAt(200, 60), kWhitePixel);
+
+  runTo(player, 2);  // presented over the top controller, not over the root
+  EXPECT_EQ(top(), screen("Form"));
+  EXPECT_EQ(screen("Form")->presentingViewController(), screen("Page"));
+  EXPECT_EQ(screen("Form")->view()->frame(), CGRectMake(45, 444, 300, 400));
+
+  runTo(player, 3);  // centred; presenting it again while it is up changes nothing
+  EXPECT_EQ(top(), screen("Pop"));
+  EXPECT_EQ(screen("Pop")->view()->frame(), CGRectMake(95, 372, 200, 100));
+  EXPECT_EQ(screen("Pop")->presentingViewController(), screen("Form"));
+  EXPECT_EQ(screen("Pop")->presentedViewController(), nullptr);
+  picture = player.renderScreen(1);
+  EXPECT_EQ(picture->pixelAt(195, 422), (CGPixel{0, 255, 255, 255}));
+  EXPECT_EQ(picture->pixelAt(195, 480), kWhitePixel);
+
+  runTo(player, 4);
+  EXPECT_EQ(top(), screen("Form"));
+  EXPECT_EQ(screen("Pop")->view()->window(), nullptr);
+
+  runTo(player, 5);
+  EXPECT_EQ(top(), screen("Page"));
+  EXPECT_EQ(screen("Form")->presentingViewController(), nullptr);
+  EXPECT_EQ(screen("Form")->view()->window(), nullptr);
+  EXPECT_EQ(player.renderScreen(1)->pixelAt(195, 600), kWhitePixel);
+
+  runTo(player, 5.5);
+  EXPECT_EQ(top(), screen("Home"));
+  EXPECT_EQ(player.renderScreen(1)->pixelAt(195, 600), kRedPixel);
+
+  runTo(player, 6);
+  EXPECT_EQ(top(), screen("Full"));
+  EXPECT_EQ(screen("Full")->view()->frame(), CGRectMake(0, 0, 390, 844));
+  EXPECT_FALSE(ZRControllerUtility::isControllerPresentedInNonFullScreenMode(screen("Full")));
+}
+
+TEST_F(ScenePlayerTest, RotationTurnsFullScreenWindowsAndViewsBothWays) {
+  ScenePlayer player(loadApp(R"([
+    {"at": 0.5, "do": "present", "screen": "Full"},
+    {"at": 0.5, "do": "present", "screen": "Form"},
+    {"at": 1, "do": "rotate", "orientation": "landscapeLeft"},
+    {"at": 2, "do": "rotate", "orientation": "portrait"},
+    {"at": 3, "do": "rotate", "orientation": "landscapeRight"},
+    {"at": 3.5, "do": "keyboard", "show": true, "height": 200, "duration": 0}])"));
+  player.start(loop);
+  auto screen = UIScreen::mainScreen();
+  auto main = player.windowNamed("main");
+  auto badge = player.windowNamed("badge");
+  auto full = player.screenNamed("Full");
+  auto form = player.screenNamed("Form");
+  auto home = player.screenNamed("Home");
+  auto origin = [&] { return screen->coordinateSpace()->convertPoint({0, 0}, *screen->fixedCoordinateSpace()); };
+  const CGRect portrait = CGRectMake(0, 0, 390, 844), landscape = CGRectMake(0, 0, 844, 390);
+  const CGRect formFrame = CGRectMake(45, 444, 300, 400), badgeFrame = CGRectMake(10, 10, 100, 50);
+
+  runTo(player, 0.5);
+  ASSERT_EQ(form->presentingViewController(), full);
+
+  for (const auto& [at, orientation, bounds, deviceOrigin] :
+       {std::tuple{1.0, UIInterfaceOrientationLandscapeLeft, landscape, CGPointMake(0, 844)},
+        std::tuple{2.0, UIInterfaceOrientationPortrait, portrait, CGPointMake(0, 0)},
+        std::tuple{3.0, UIInterfaceOrientationLandscapeRight, landscape, CGPointMake(390, 0)}}) {
+    SCOPED_TRACE("at " + std::to_string(at));
+    runTo(player, at);
+    EXPECT_EQ(UIApplication::sharedApplication()->statusBarOrientation(), orientation);
+    EXPECT_EQ(screen->bounds(), bounds);
+    EXPECT_EQ(origin(), deviceOrigin);
+    EXPECT_EQ(main->frame(), bounds);
+    EXPECT_EQ(home->view()->frame(), bounds);
+    EXPECT_EQ(full->view()->frame(), bounds);
+    // Only what filled the screen turns: the sheet and the small window keep their frames.
+    EXPECT_EQ(form->view()->frame(), formFrame);
+    EXPECT_EQ(badge->frame(), badgeFrame);
+    // A frame taken as the turn happens shows the whole new layout, never a half-turned one.
+    auto picture = player.renderScreen(1);
+    ASSERT_EQ(picture->pixelWidth(), static_cast<size_t>(bounds.size.width));
+    ASSERT_EQ(picture->pixelHeight(), static_cast<size_t>(bounds.size.height));
+    const auto right = static_cast<size_t>(bounds.size.width) - 1, bottom = static_cast<size_t>(bounds.size.height) - 1;
+    EXPECT_EQ(picture->pixelAt(right, bottom), kBluePixel);
+    EXPECT_EQ(picture->pixelAt(right, 0), kBluePixel);
+    EXPECT_EQ(picture->pixelAt(50, 30), (CGPixel{255, 255, 0, 255}));  // the small window
+  }
+
+  runTo(player, 3.5);  // the keyboard comes up along the turned screen's bottom
+  EXPECT_EQ(UIApplication::sharedApplication()->keyboard().frame(), CGRectMake(0, 190, 844, 200));
+}
+
+TEST_F(ScenePlayerTest, KeyboardGoesDownAlongTheSamePathAndLeavesThePicture) {
+  ScenePlayer player(loadApp(R"([
+    {"at": 0, "do": "keyboard", "show": true, "height": 300, "duration": 0},
+    {"at": 1, "do": "keyboard", "show": false, "duration": 0.5}])"));
+  player.start(loop);
+  const UIKeyboard& keyboard = UIApplication::sharedApplication()->keyboard();
+  runTo(player, 0.5);
+  EXPECT_TRUE(keyboard.isVisible());
+  EXPECT_FALSE(keyboard.isAnimating());
+  EXPECT_EQ(keyboard.frame(), CGRectMake(0, 544, 390, 300));
+  EXPECT_NE(player.renderScreen(1)->pixelAt(1, 560), kRedPixel);
+
+  runTo(player, 1.25);  // half way down
+  EXPECT_TRUE(keyboard.isAnimating());
+  EXPECT_NEAR(keyboard.frame().origin.y, 544 + 150, 1e-9);
+  auto picture = player.renderScreen(1);
+  EXPECT_EQ(picture->pixelAt(1, 680), kRedPixel);
+  EXPECT_NE(picture->pixelAt(1, 700), kRedPixel);
+
+  runTo(player, 1.5);
+  EXPECT_FALSE(keyboard.isVisible());
+  EXPECT_FALSE(keyboard.isAnimating());
+  EXPECT_EQ(player.renderScreen(1)->pixelAt(1, 843), kRedPixel);
 }
 
 }  // namespace

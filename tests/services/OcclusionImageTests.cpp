@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
+#include <string>
 
 #include "platform/NSStringDrawing.h"
 #include "platform/UIGraphicsImageRenderer.h"
+#include "services/ZRGreyImage.h"
 #include "services/ZROcclusionManager.h"
+#include "services/ZRTextRecognizer.h"
 
 namespace zerva {
 namespace {
@@ -82,6 +86,35 @@ TEST(OcclusionImages, CoverIsOpaqueWhateverTheRuleColourAndUnOccludeKeepsTheImag
   }
   EXPECT_EQ(manager.unOccludeImage(original, {"Any"}), original);
   EXPECT_EQ(manager.occludeImage(nullptr, {"Any"}), nullptr);
+}
+
+// Everything the recognizer reads in the image, words joined by spaces.
+std::string readText(ZRTextRecognizer& recognizer, const UIImage& image) {
+  const ZRGreyImage grey = ZRGreyImage::fromImage(image, image.scale());
+  std::string text;
+  for (const auto& line : recognizer.recognize(grey, {0, 0, grey.width(), grey.height()}, ZRTextRecognizer::Layout::Auto))
+    for (const auto& word : line.words) text += word.text + " ";
+  return text;
+}
+
+TEST(OcclusionImages, TheRecognizerReadsNothingOfABlurredScreenThatItReadsUnblurred) {
+  auto recognizer = ZRTextRecognizer::create("eng");
+  ASSERT_TRUE(recognizer) << recognizer.error().localizedDescription();
+  for (double scale : {1.0, 2.0}) {
+    SCOPED_TRACE("scale " + std::to_string(scale));
+    const auto original = largeTextOnWhite(scale);
+    const std::string plain = readText(**recognizer, *original);
+    ASSERT_NE(plain.find("SECRET"), std::string::npos) << plain;
+    ASSERT_NE(plain.find("4111"), std::string::npos) << plain;
+
+    ZROcclusionManager manager;
+    ZROcclusionSetting blur(ZROcclusionTypeBlurScreen);  // the default radius hidden screens get
+    blur.setScreens({"Card"});
+    manager.setOcclusion(ZROcclusionRules{blur}, ZROcclusionSourceConfiguration);
+    const std::string blurred = readText(**recognizer, *manager.occludeImage(original, {"Card"}));
+    EXPECT_TRUE(std::none_of(blurred.begin(), blurred.end(), [](unsigned char c) { return std::isalnum(c); }))
+        << "read \"" << blurred << "\"";
+  }
 }
 
 }  // namespace

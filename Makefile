@@ -2,7 +2,8 @@
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all setup build test check-install test-asan test-tsan fuzz fuzz-build fuzz-brief load bench run clean
+.PHONY: all setup build test check-install test-asan test-tsan fuzz fuzz-build fuzz-brief load bench run clean \
+  check-includes check-thread-safety
 
 all: build
 
@@ -35,6 +36,16 @@ test-tsan: setup
 	cmake --build build/tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/scripts/tsan.supp \
 	  ctest --test-dir build/tsan --output-on-failure -j $(JOBS) -LE load
+
+# Includes point down only: platform/ <- services/ <- the handler's folders <- scene/.
+check-includes:
+	scripts/check-includes.sh
+
+# Clang's thread-safety analysis (GUARDED_BY, REQUIRES) over the whole library, as errors.
+check-thread-safety: setup
+	cmake -S . -B build/thread-safety -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug \
+	  -DZERVA_BUILD_BENCH=OFF "-DCMAKE_CXX_FLAGS=-Wthread-safety -Werror=thread-safety" $(CMAKE_FLAGS)
+	scripts/check-thread-safety.sh build/thread-safety $(JOBS)
 
 # The load test (tests/load/) under ThreadSanitizer: LOAD_SECONDS of scene time (ten minutes
 # unless set); prints the memory curve and the frame counts.

@@ -301,8 +301,7 @@ void BM_StageConvertAndEncode(benchmark::State& state) {
   ContentGenerator content(Content::Schematic, 400, 844);
   RawPixels frame{config.width, config.height,
                   std::vector<std::uint8_t>(static_cast<std::size_t>(config.width) * config.height * 4)};
-  NSErrorOrNil error;
-  auto writer = ZRMp4VideoWriter::create(config, &error);
+  auto writer = std::move(*ZRMp4VideoWriter::create(config));
   writer->startFile(std::make_unique<CountingOutput>());
   RawX264 raw(config.width, config.height, config.constantRateFactor, config.frameRate,
               config.tuneForScreens ? config.motionSearchRange : 0);
@@ -423,8 +422,7 @@ void BM_VideoMedium(benchmark::State& state) {
   for (auto _ : state) {
     auto source = videoSource(static_cast<int>(state.range(0)), config.width, config.height);
     std::vector<std::vector<std::uint8_t>> luma;
-    NSErrorOrNil error;
-    auto writer = ZRMp4VideoWriter::create(config, &error);
+    auto writer = std::move(*ZRMp4VideoWriter::create(config));
     std::filesystem::remove(path);
     writer->startFile(ZRVideoOutputCreateFile(path, nullptr));
     double cpu = 0;

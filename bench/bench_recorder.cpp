@@ -114,11 +114,12 @@ MinuteResult encodeMinute(Content kind, const ZRVideoEncoderConfig& config) {
   ContentGenerator content(kind, 400, 844);
   const bool scaled = config.width != content.width() || config.height != content.height();
   std::vector<std::uint8_t> frame(static_cast<std::size_t>(config.width) * config.height * 4);
-  NSErrorOrNil error;
-  auto writer = ZRMp4VideoWriter::create(config, &error);
+  auto created = ZRMp4VideoWriter::create(config);
+  if (!created) return {};
+  auto writer = std::move(*created);
   auto output = std::make_unique<CountingOutput>();
   CountingOutput* counted = output.get();
-  if (!writer || writer->startFile(std::move(output))) return {};
+  if (writer->startFile(std::move(output))) return {};
   MinuteResult result;
   result.frames = static_cast<int>(std::lround(60 * config.frameRate));
   double cpu = 0;
@@ -132,11 +133,11 @@ MinuteResult encodeMinute(Content kind, const ZRVideoEncoderConfig& config) {
       view = {config.width, config.height, static_cast<std::size_t>(config.width) * 4, frame.data()};
     }
     const double before = threadCpuSeconds();
-    writer->encodeFrame(view, t);
+    if (writer->encodeFrame(view, t)) return {};
     cpu += threadCpuSeconds() - before;
   }
   const double before = threadCpuSeconds();
-  writer->finish();
+  if (writer->finish()) return {};
   cpu += threadCpuSeconds() - before;
   result.bytes = counted->size();
   result.cpuMsPerFrame = cpu * 1000 / result.frames;
@@ -189,21 +190,27 @@ void BM_EncoderCpuPerFrame(benchmark::State& state) {
                                                       static_cast<double>(state.range(2))}, 10)
                                     .encoderConfig();
   ContentGenerator content(kind, config.width, config.height);
-  NSErrorOrNil error;
-  auto writer = ZRMp4VideoWriter::create(config, &error);
-  if (!writer || writer->startFile(std::make_unique<CountingOutput>())) {
+  auto created = ZRMp4VideoWriter::create(config);
+  if (!created || (*created)->startFile(std::make_unique<CountingOutput>())) {
     state.SkipWithError("no encoder");
     return;
   }
+  auto writer = std::move(*created);
   std::int64_t frame = 0;
   for (auto _ : state) {
     state.PauseTiming();
     content.renderAt(frame * 0.1);
     state.ResumeTiming();
-    writer->encodeFrame({content.width(), content.height(), content.bytesPerRow(), content.pixels()}, frame * 0.1);
+    if (writer->encodeFrame({content.width(), content.height(), content.bytesPerRow(), content.pixels()}, frame * 0.1)) {
+      state.SkipWithError("the encoder refused a frame");
+      return;
+    }
     ++frame;
   }
-  writer->finish();
+  if (writer->finish()) {
+    state.SkipWithError("the video could not be finished");
+    return;
+  }
   state.counters["KB_per_frame"] = static_cast<double>(writer->bytesWritten()) / 1024.0 / static_cast<double>(frame);
   state.SetLabel(kind == Content::Schematic ? "schematic" : "photo");
 }

@@ -660,7 +660,12 @@ void BM_Words(benchmark::State& state) {
       at = end + 1;
     }
   }
-  auto engine = ZRTextRecognizer::create("eng");
+  auto created = ZRTextRecognizer::create("eng");
+  if (!created) {
+    state.SkipWithError(created.error().localizedDescription().c_str());
+    return;
+  }
+  auto engine = std::move(*created);
   const double ppp = state.range(0) / 100.0;
   std::vector<ZRRecognizedLine> lines;
   for (auto _ : state) {
@@ -689,7 +694,7 @@ BENCHMARK(BM_Words)->Args({75, 1})->Args({100, 1})->Args({100, 0})->Args({150, 1
 void BM_EngineCreation(benchmark::State& state) {
   for (auto _ : state) {
     auto engine = ZRTextRecognizer::create("eng");
-    benchmark::DoNotOptimize(engine.get());
+    benchmark::DoNotOptimize(engine.ok());
   }
 }
 BENCHMARK(BM_EngineCreation)->Unit(benchmark::kMillisecond)->Iterations(5);

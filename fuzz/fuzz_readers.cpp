@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   // removed when the run ends.
   if (!mkdtemp(gScratch) || chdir(gScratch) != 0) std::abort();
   std::atexit([] {
-    ZRLogUtility::setOutputFile(std::nullopt);
+    (void)ZRLogUtility::setOutputFile(std::nullopt);
     std::error_code ignored;
     std::filesystem::remove_all(gScratch, ignored);
   });

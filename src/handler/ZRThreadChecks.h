@@ -1,10 +1,14 @@
 #pragma once
 // Thread checks on entry, in debug builds: the main thread, or the frame queue "makeVideoFrame".
+// A failed check names the function and aborts (platform/ThreadCheck.h).
 
-#include <cassert>
-
+#include "platform/DispatchQueue.h"
 #include "platform/NSThread.h"
 
-#define ZR_ASSERT_MAIN_THREAD() assert(::zerva::NSThread::isMainThread() && "must run on the main thread")
-#define ZR_ASSERT_FRAME_QUEUE() \
-  assert(::zerva::ZRViewVideoHandler::GetMakeVideoFrameQueue()->isCurrent() && "must run on makeVideoFrame")
+#ifdef NDEBUG
+#define ZR_ASSERT_MAIN_THREAD() ((void)0)
+#define ZR_ASSERT_FRAME_QUEUE() ((void)0)
+#else
+#define ZR_ASSERT_MAIN_THREAD() ::zerva::NSThread::assertMainThread(__func__)
+#define ZR_ASSERT_FRAME_QUEUE() ::zerva::ZRViewVideoHandler::GetMakeVideoFrameQueue()->assertCurrent(__func__)
+#endif

@@ -120,15 +120,17 @@ bool ZRViewVideoHandler::isCurrentScreenOccluded() const {
 void ZRViewVideoHandler::applyOcclusion(const ZROcclusionSetting& setting, const std::vector<std::string>& screens) {
   auto manager = occlusionManager();
   if (!manager) return;
-  const long source = getManualOcclusionSourceForCategory(setting.category());
+  const auto source = static_cast<ZROcclusionSource>(getManualOcclusionSourceForCategory(setting.category()));
   manager->applyOcclusionSetting(setting, source, screens);
 }
 
 void ZRViewVideoHandler::removeOcclusionOfType(long type) {
   auto manager = occlusionManager();
   if (!manager) return;
-  const long source = getManualOcclusionSourceForCategory(manager->categoryForOcclusionType(type));
-  manager->removeOcclusionOfType(type, source);
+  // The SDK hands in a raw number; one that names no type matches no rule.
+  const auto occlusionType = static_cast<ZROcclusionType>(type);
+  const long source = getManualOcclusionSourceForCategory(manager->categoryForOcclusionType(occlusionType));
+  manager->removeOcclusionOfType(occlusionType, static_cast<ZROcclusionSource>(source));
 }
 
 void ZRViewVideoHandler::removeOcclusion() {

@@ -2,6 +2,11 @@
 // A timer synchronised with the display's refresh (60 Hz). Ticks fall on the display's refresh
 // grid (multiples of 1/60 s on the process clock); a preferred rate picks every n-th refresh, the
 // n that comes closest to the rate within the allowed range.
+//
+// Threads: a link ticks on the thread of the run loop it is added to (the main thread, for the
+// frame clock); its rate, pause and invalidation may be set from any thread (atomics, and a lock
+// for the rate range). Ownership: the run loop keeps an added link alive until it is invalidated;
+// the link keeps its action (and a target's object) alive until then.
 
 #include <atomic>
 #include <functional>

@@ -18,8 +18,6 @@ struct GState {
   CGInterpolationQuality quality = kCGInterpolationDefault;
 };
 
-double clamp01(double v) { return std::isnan(v) ? 0.0 : std::clamp(v, 0.0, 1.0); }
-
 CGColor clampColor(CGColor c) { return {clamp01(c.red), clamp01(c.green), clamp01(c.blue), clamp01(c.alpha)}; }
 
 bool isDrawable(CGRect r) {

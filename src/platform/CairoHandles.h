@@ -16,6 +16,7 @@ struct CairoDestroy {
   void operator()(cairo_surface_t* s) const { cairo_surface_destroy(s); }
   void operator()(cairo_pattern_t* p) const { cairo_pattern_destroy(p); }
   void operator()(cairo_path_t* p) const { cairo_path_destroy(p); }
+  void operator()(cairo_font_options_t* o) const { cairo_font_options_destroy(o); }
 };
 
 template <typename T>

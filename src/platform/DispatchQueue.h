@@ -13,6 +13,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/ThreadCheck.h"
+
 namespace zerva {
 
 class DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
@@ -36,6 +38,15 @@ class DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
   void drain();
   /// The calling thread is running a block of this queue.
   bool isCurrent() const;
+  /// Debug builds: aborts, naming `function` and the queue, unless the calling thread is
+  /// running a block of this queue.
+  void assertCurrent(const char* function = __builtin_FUNCTION()) const {
+#ifndef NDEBUG
+    if (!isCurrent()) ZRThreadCheckFailed(function, "the queue \"" + label_ + "\"");
+#else
+    (void)function;
+#endif
+  }
 
  private:
   // Shared with the worker threads, so that a queue released by one of its own blocks leaves

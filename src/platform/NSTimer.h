@@ -1,5 +1,9 @@
 #pragma once
 // A timer that fires a block on a run loop, once or repeatedly.
+//
+// Threads: the block runs on the thread of the run loop the timer is added to; invalidate() and
+// the queries may be called from any thread. Ownership: the run loop keeps a scheduled timer
+// (and its block) alive until it is invalidated or has fired for the last time.
 
 #include <atomic>
 #include <functional>

@@ -26,21 +26,19 @@ constexpr int kFitSlack = 16;  // Pango units
 // again; keeping them makes measuring and drawing them again nearly free.
 constexpr std::size_t kKeptLayouts = 256;
 
-struct GObjectUnref {
-  void operator()(gpointer p) const { g_object_unref(p); }
-};
-struct AttrListUnref {
+struct PangoRelease {
+  void operator()(PangoFontMap* p) const { g_object_unref(p); }
+  void operator()(PangoContext* p) const { g_object_unref(p); }
+  void operator()(PangoLayout* p) const { g_object_unref(p); }
   void operator()(PangoAttrList* p) const { pango_attr_list_unref(p); }
-};
-struct FontDescriptionFree {
   void operator()(PangoFontDescription* p) const { pango_font_description_free(p); }
-};
-struct IterFree {
   void operator()(PangoLayoutIter* p) const { pango_layout_iter_free(p); }
 };
+template <typename T>
+using PangoUniquePtr = std::unique_ptr<T, PangoRelease>;
 
-std::unique_ptr<PangoFontDescription, FontDescriptionFree> fontDescription(double size, bool bold) {
-  std::unique_ptr<PangoFontDescription, FontDescriptionFree> d(pango_font_description_new());
+PangoUniquePtr<PangoFontDescription> fontDescription(double size, bool bold) {
+  PangoUniquePtr<PangoFontDescription> d(pango_font_description_new());
   pango_font_description_set_family_static(d.get(), "DejaVu Sans");
   pango_font_description_set_weight(d.get(), bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
   // Absolute: sizes are in user-space units (points), whatever the resolution.
@@ -112,7 +110,7 @@ struct Line {
 // One laid-out text.
 struct Entry {
   LayoutKey key;
-  std::unique_ptr<PangoLayout, GObjectUnref> layout;
+  PangoUniquePtr<PangoLayout> layout;
   int pangoWidth = -1;
   // No line was wrapped or shortened: any width at least as wide as the widest line sets the
   // same lines (a label measured at its view's width and drawn a point wider, say).
@@ -139,12 +137,11 @@ class TextEngine {
  public:
   TextEngine() {
     // Unhinted, so that a text measures the same at every scale and under every transform.
-    cairo_font_options_t* options = cairo_font_options_create();
-    cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
-    cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
-    cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
-    pango_cairo_context_set_font_options(context_.get(), options);
-    cairo_font_options_destroy(options);
+    CairoUniquePtr<cairo_font_options_t> options(cairo_font_options_create());
+    cairo_font_options_set_hint_metrics(options.get(), CAIRO_HINT_METRICS_OFF);
+    cairo_font_options_set_hint_style(options.get(), CAIRO_HINT_STYLE_NONE);
+    cairo_font_options_set_antialias(options.get(), CAIRO_ANTIALIAS_GRAY);
+    pango_cairo_context_set_font_options(context_.get(), options.get());  // the context copies them
     pango_context_set_base_dir(context_.get(), PANGO_DIRECTION_LTR);
     // Glyphs keep their fractional advances instead of whole points, so 2x and 3x pictures
     // space letters as finely as their pixels allow.
@@ -234,7 +231,7 @@ class TextEngine {
     const LayoutKey& key = e.key;
     pango_layout_set_text(l, key.text.data(), static_cast<int>(key.text.size()));
 
-    std::unique_ptr<PangoAttrList, AttrListUnref> attrs(pango_attr_list_new());
+    PangoUniquePtr<PangoAttrList> attrs(pango_attr_list_new());
     for (const LayoutKey::Run& run : key.runs) {
       auto add = [&](PangoAttribute* a) {
         a->start_index = static_cast<guint>(run.start);
@@ -299,7 +296,7 @@ class TextEngine {
     e.pangoWidth = pango_layout_get_width(l);
     e.lines.clear();
     e.widestLine = 0;
-    std::unique_ptr<PangoLayoutIter, IterFree> iter(pango_layout_get_iter(l));
+    PangoUniquePtr<PangoLayoutIter> iter(pango_layout_get_iter(l));
     do {
       Line line{pango_layout_iter_get_line_readonly(iter.get()), {}, pango_layout_iter_get_baseline(iter.get())};
       pango_layout_iter_get_line_extents(iter.get(), nullptr, &line.logical);
@@ -310,8 +307,8 @@ class TextEngine {
                   std::all_of(e.lines.begin(), e.lines.end(), [](const Line& line) { return line.line->is_paragraph_start; });
   }
 
-  std::unique_ptr<PangoFontMap, GObjectUnref> fontMap_{pango_cairo_font_map_new()};
-  std::unique_ptr<PangoContext, GObjectUnref> context_{pango_font_map_create_context(fontMap_.get())};
+  PangoUniquePtr<PangoFontMap> fontMap_{pango_cairo_font_map_new()};
+  PangoUniquePtr<PangoContext> context_{pango_font_map_create_context(fontMap_.get())};
   std::list<Entry> kept_;  // most recently used first
   std::unordered_map<LayoutKey, std::list<Entry>::iterator, LayoutKeyHash> index_;
 };

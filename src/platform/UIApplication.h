@@ -1,6 +1,10 @@
 #pragma once
 // The running app: its windows in order, the key window, its state, the interface orientation
 // and the keyboard. One per process; tests start from a fresh one with resetSharedApplication().
+//
+// Threads: main thread only, as every UI object (the shared instance itself may be fetched from
+// any thread). Ownership: the process owns the shared application; windows added to it are kept
+// alive by it until removed, the key window is only referred to.
 
 #include <memory>
 #include <vector>

@@ -5,10 +5,6 @@
 
 namespace zerva {
 
-namespace {
-double clamp01(double v) { return v != v ? 0.0 : std::clamp(v, 0.0, 1.0); }
-}  // namespace
-
 void PrintTo(const CGColor& c, std::ostream* os) {
   *os << "rgba(" << c.red << ", " << c.green << ", " << c.blue << ", " << c.alpha << ")";
 }

@@ -57,24 +57,21 @@ void UIImage::drawInRect(CGRect rect) const {
 
 void UIImage::drawAtPoint(CGPoint point) const { drawInRect(CGRect{point, size()}); }
 
-std::shared_ptr<UIImage> UIImage::imageWithContentsOfFile(const std::string& path, NSErrorOrNil* error) {
+NSResult<std::shared_ptr<UIImage>> UIImage::imageWithContentsOfFile(const std::string& path) {
   std::error_code ec;
   if (!std::filesystem::is_regular_file(path, ec)) {
-    if (error) *error = fileError(kFileReadNoSuchFile, "The file \"" + path + "\" couldn't be opened because there is no such file.", path);
-    return nullptr;
+    return fileError(kFileReadNoSuchFile, "The file \"" + path + "\" couldn't be opened because there is no such file.",
+                     path);
   }
   CairoUniquePtr<cairo_surface_t> loaded(cairo_image_surface_create_from_png(path.c_str()));
   const cairo_status_t status = cairo_surface_status(loaded.get());
   CairoUniquePtr<cairo_surface_t> surface;
   if (status == CAIRO_STATUS_SUCCESS) surface = toARGB32(std::move(loaded));
   if (!surface) {
-    if (error) {
-      *error = fileError(kFileReadCorruptFile,
-                         "The file \"" + path + "\" couldn't be opened because it isn't a readable PNG image (" +
-                             cairo_status_to_string(status) + ").",
-                         path);
-    }
-    return nullptr;
+    return fileError(kFileReadCorruptFile,
+                     "The file \"" + path + "\" couldn't be opened because it isn't a readable PNG image (" +
+                         cairo_status_to_string(status) + ").",
+                     path);
   }
   return std::make_shared<UIImage>(makeImage(std::move(surface)), 1.0);
 }

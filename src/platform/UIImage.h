@@ -10,6 +10,7 @@
 #include "platform/CGImage.h"
 #include "platform/NSError.h"
 #include "platform/NSObject.h"
+#include "platform/NSResult.h"
 
 namespace zerva {
 
@@ -21,10 +22,10 @@ class UIImage : public NSObject {
 
   /// nullptr for a null image.
   static std::shared_ptr<UIImage> imageWithCGImage(CGImageRef image, double scale = 1.0);
-  /// Reads a PNG file at scale 1. nullptr on failure, with *error (when given) set to a
-  /// file-reading error: domain NSCocoaErrorDomain, code 260 for a missing file, 259 for one that
-  /// is not a readable PNG; userInfo "NSFilePath" holds the path.
-  static std::shared_ptr<UIImage> imageWithContentsOfFile(const std::string& path, NSErrorOrNil* error = nullptr);
+  /// Reads a PNG file at scale 1 (never nullptr), or a file-reading error: domain
+  /// NSCocoaErrorDomain, code 260 for a missing file, 259 for one that is not a readable PNG;
+  /// userInfo "NSFilePath" holds the path.
+  static NSResult<std::shared_ptr<UIImage>> imageWithContentsOfFile(const std::string& path);
 
   /// In points: pixel size divided by the scale.
   CGSize size() const;
@@ -49,6 +50,6 @@ class UIImage : public NSObject {
 /// Writes the image's pixels as a PNG file; std::nullopt on success, else a file-writing error
 /// (domain NSCocoaErrorDomain, code 512, userInfo "NSFilePath"). For tests and debugging: it
 /// takes milliseconds and must stay off the frame path.
-NSErrorOrNil UIImageWritePNGToFile(const UIImage& image, const std::string& path);
+[[nodiscard]] NSErrorOrNil UIImageWritePNGToFile(const UIImage& image, const std::string& path);
 
 }  // namespace zerva

@@ -2,6 +2,9 @@
 // The device's screen: its size and scale, the interface orientation, and two coordinate spaces:
 // `coordinateSpace` follows the interface (its bounds turn with the device), and
 // `fixedCoordinateSpace` stays portrait-up. Both exist from OS 8.0 on.
+//
+// Threads: main thread only, as every UI object (mainScreen() itself may be fetched from any
+// thread). Ownership: the process owns the main screen; a screen owns its fixed coordinate space.
 
 #include <memory>
 

@@ -66,7 +66,7 @@ void WKWebView::runScript(const std::string& script, const JavaScriptCompletion&
     WebScriptContext::Limits limits;
     limits.timeoutSeconds = scriptTimeout_;
     limits.memoryBytes = scriptMemoryLimit_;
-    scriptContext_ = std::make_unique<WebScriptContext>(page_, limits, viewport);
+    scriptContext_ = std::make_unique<WebScriptContext>(page_, userScripts_, limits, viewport);
   }
   WebScriptContext::Result result = scriptContext_->evaluate(script, viewport);
   if (completionHandler) completionHandler(std::move(result.value), std::move(result.error));

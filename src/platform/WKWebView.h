@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -63,6 +64,12 @@ class WKWebView : public UIView {
   /// Memory the page's script heap may hold (64 MiB unless set); past it scripts fail.
   size_t scriptMemoryLimit() const { return scriptMemoryLimit_; }
   void setScriptMemoryLimit(size_t bytes);
+  /// Adds a script that every page this view loads runs before its own scripts (the SDK
+  /// registers its page script here). Scripts run in the order added, from the page's next
+  /// script heap on: the one made at the first evaluation after a load.
+  void addUserScript(std::string source) { userScripts_.push_back(std::move(source)); }
+  const std::vector<std::string>& userScripts() const { return userScripts_; }
+  void removeAllUserScripts() { userScripts_.clear(); }
   /// The page's script heap exists (for tests of when it is made and dropped).
   bool hasScriptContext() const { return scriptContext_ != nullptr; }
 
@@ -74,6 +81,7 @@ class WKWebView : public UIView {
 
   mutable std::shared_ptr<UIScrollView> scrollView_;
   std::shared_ptr<const WebPage> page_ = std::make_shared<const WebPage>();
+  std::vector<std::string> userScripts_;
   std::unique_ptr<WebScriptContext> scriptContext_;
   double scriptTimeout_ = 1.0;
   size_t scriptMemoryLimit_ = size_t{64} << 20;

@@ -5,14 +5,11 @@
 #include <cctype>
 #include <string_view>
 
+#include "platform/ASCIICase.h"
+
 namespace zerva {
 
 namespace {
-
-std::string lowercase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
-}
 
 bool isOneOf(std::string_view value, std::initializer_list<std::string_view> values) {
   return std::find(values.begin(), values.end(), value) != values.end();

@@ -8,7 +8,9 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -37,8 +39,10 @@ class WebScriptContext {
     NSErrorOrNil error;
   };
 
-  /// Builds the page's document and runs its load scripts; errors of those are logged.
-  WebScriptContext(std::shared_ptr<const WebPage> page, Limits limits, const Viewport& viewport);
+  /// Builds the page's document and runs `userScripts`, then the page's own load scripts;
+  /// errors of those are logged.
+  WebScriptContext(std::shared_ptr<const WebPage> page, const std::vector<std::string>& userScripts, Limits limits,
+                   const Viewport& viewport);
   ~WebScriptContext();
   WebScriptContext(const WebScriptContext&) = delete;
   WebScriptContext& operator=(const WebScriptContext&) = delete;

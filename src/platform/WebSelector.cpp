@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include "platform/ASCIICase.h"
+
 namespace zerva {
 
 namespace {
@@ -46,11 +48,6 @@ class Scanner {
   std::string_view text_;
   size_t pos_ = 0;
 };
-
-std::string lowercase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
-}
 
 /// `word` is one of the white-space separated words of `list`.
 bool containsWord(std::string_view list, std::string_view word) {

@@ -61,7 +61,11 @@ std::shared_ptr<UIImage> photo(const SceneImageSpec& desc) {
 }  // namespace
 
 std::shared_ptr<UIImage> SceneMakeImage(const SceneImageSpec& desc) {
-  if (!desc.file.empty()) return UIImage::imageWithContentsOfFile(desc.file);
+  // The loader has read the file once already; one that went since draws as no picture.
+  if (!desc.file.empty()) {
+    auto image = UIImage::imageWithContentsOfFile(desc.file);
+    return image ? *image : nullptr;
+  }
   if (desc.pattern == "photo") return photo(desc);
   const UIColor a = colorAt(desc, 0, UIColor::colorWithWhite(0.55, 1));
   const UIColor b = colorAt(desc, 1, UIColor::colorWithWhite(0.9, 1));

@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "scene/ScenePageReader.h"
 #include "scene/SceneReader.h"
 #include "scene/SceneSdkReader.h"
 #include "services/ZRJSONReader.h"
@@ -157,7 +158,7 @@ bool readEvent(SceneReader& r, const json& e, const std::string& path, const Sce
   event.hidden = j.readBool(e, "hidden", path);
   event.background = j.readColor(e, "background", path);
   if (e.contains("text") && event.action == SceneAction::Set) event.newText = event.text;
-  if (auto it = e.find("page"); it != e.end()) event.page = WebPage::readPage(j, *it, path + ".page");
+  if (auto it = e.find("page"); it != e.end()) event.page = ScenePageReader::readPage(j, *it, path + ".page");
   if (!r.ok()) return false;
 
   // What each action needs.

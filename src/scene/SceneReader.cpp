@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "platform/UIImage.h"
+#include "scene/ScenePageReader.h"
 
 namespace zerva {
 
@@ -92,10 +93,9 @@ std::optional<SceneImageSpec> SceneReader::image(const json& value, const std::s
   }
   if (file) {
     const fs::path resolved = fs::path(*file).is_absolute() ? fs::path(*file) : base_ / *file;
-    NSErrorOrNil error;
-    if (!UIImage::imageWithContentsOfFile(resolved.string(), &error)) {
+    if (auto image = UIImage::imageWithContentsOfFile(resolved.string()); !image) {
       json_.fail(path + ".file", "a readable PNG file; " + resolved.string() + " " +
-                                     (error && error->code() == 260 ? "does not exist" : "is not a readable PNG"));
+                                     (image.error().code() == 260 ? "does not exist" : "is not a readable PNG"));
       return std::nullopt;
     }
     desc.file = resolved.string();
@@ -162,7 +162,7 @@ std::optional<SceneViewSpec> SceneReader::view(const json& value, const std::str
     if (v.kind != SceneViewKind::WebView) {
       json_.fail(path + ".page", "no page on a view that is not a web view");
     } else {
-      v.page = WebPage::readPage(json_, *it, path + ".page");
+      v.page = ScenePageReader::readPage(json_, *it, path + ".page");
     }
   }
   if (auto it = value.find("children"); it != value.end() && json_.expectArray(*it, path + ".children")) {

@@ -79,12 +79,12 @@ struct ScreenImageProcessor::Worker {
 ZRTextRecognizer* ScreenImageProcessor::Worker::engine(const std::string& languages) {
   auto [it, inserted] = engines.try_emplace(languages);
   if (inserted) {
-    NSErrorOrNil error;
-    it->second = ZRTextRecognizer::create(languages, &error);
-    if (it->second) {
+    auto created = ZRTextRecognizer::create(languages);
+    if (created) {
+      it->second = std::move(*created);
       ++enginesCreated;
     } else {
-      const std::string reason = error ? error->localizedDescription() : "unknown";
+      const std::string reason = created.error().localizedDescription();
       logUserLine("Text recognition: cannot load the models for \"" + languages + "\" (" + reason + ")");
       ZRLogUtility::addInternalErrorTag("TextRecognitionEngineFailed", {{"languages", languages}, {"reason", reason}});
     }

@@ -12,9 +12,9 @@ namespace zerva {
 
 class ZRConfigurationLoader {
  public:
-  static NSErrorOrNil loadFile(const std::string& path);
+  [[nodiscard]] static NSErrorOrNil loadFile(const std::string& path);
   /// `documentName` names the text in error messages.
-  static NSErrorOrNil loadText(const std::string& text, const std::string& documentName);
+  [[nodiscard]] static NSErrorOrNil loadText(const std::string& text, const std::string& documentName);
 };
 
 }  // namespace zerva

@@ -1,5 +1,6 @@
 #include "services/ZRHeatTimeHandler.h"
 
+#include "platform/MutexLock.h"
 #include "platform/ProcessClock.h"
 #include "platform/SharedInstanceSlot.h"
 
@@ -17,7 +18,7 @@ std::shared_ptr<ZRHeatTimeHandler> ZRHeatTimeHandler::sharedHandler() { return s
 void ZRHeatTimeHandler::resetSharedHandler() { slot().replace(nullptr); }
 
 std::optional<std::string> ZRHeatTimeHandler::currentScreenName() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return current_;
 }
 
@@ -27,13 +28,13 @@ void ZRHeatTimeHandler::closeCurrentStayLocked(double now) {
 }
 
 void ZRHeatTimeHandler::setCurrentScreenName(std::optional<std::string> name) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   closeCurrentStayLocked(CACurrentMediaTime());
   current_ = std::move(name);
 }
 
 double ZRHeatTimeHandler::heatTimeForScreen(const std::string& name) const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   double t = 0;
   if (auto it = heatTimes_.find(name); it != heatTimes_.end()) t = it->second;
   if (current_ == name) t += CACurrentMediaTime() - currentSince_;
@@ -41,24 +42,24 @@ double ZRHeatTimeHandler::heatTimeForScreen(const std::string& name) const {
 }
 
 void ZRHeatTimeHandler::reset() {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   heatTimes_.clear();
   currentSince_ = CACurrentMediaTime();
   ++resetCount_;
 }
 
 long ZRHeatTimeHandler::resetCount() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return resetCount_;
 }
 
 bool ZRHeatTimeHandler::hideOcclusionGestures() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return hideOcclusionGestures_;
 }
 
 void ZRHeatTimeHandler::setHideOcclusionGestures(bool hide) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   hideOcclusionGestures_ = hide;
 }
 

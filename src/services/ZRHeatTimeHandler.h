@@ -4,10 +4,11 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "platform/Mutex.h"
+#include "platform/ThreadAnnotations.h"
 #include "services/ZRScreenDetail.h"
 
 namespace zerva {
@@ -32,14 +33,14 @@ class ZRHeatTimeHandler {
   std::shared_ptr<ZRScreenDetail> vcDetail() const { return detail_; }
 
  private:
-  void closeCurrentStayLocked(double now);
+  void closeCurrentStayLocked(double now) REQUIRES(mutex_);
 
-  mutable std::mutex mutex_;
-  std::optional<std::string> current_;
-  double currentSince_ = 0;
-  std::map<std::string, double> heatTimes_;
-  long resetCount_ = 0;
-  bool hideOcclusionGestures_ = false;
+  mutable Mutex mutex_;
+  std::optional<std::string> current_ GUARDED_BY(mutex_);
+  double currentSince_ GUARDED_BY(mutex_) = 0;
+  std::map<std::string, double> heatTimes_ GUARDED_BY(mutex_);
+  long resetCount_ GUARDED_BY(mutex_) = 0;
+  bool hideOcclusionGestures_ GUARDED_BY(mutex_) = false;
   std::shared_ptr<ZRScreenDetail> detail_ = std::make_shared<ZRScreenDetail>();
 };
 

@@ -2,18 +2,20 @@
 
 #include <algorithm>
 #include <cmath>
-#include <mutex>
 #include <vector>
 
 #include "platform/CGContext.h"
+#include "platform/Mutex.h"
+#include "platform/MutexLock.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace zerva {
 
 namespace {
 
-std::mutex gFormatMutex;
+Mutex gFormatMutex;
 
-UIGraphicsImageRendererFormat& formatLocked() {
+UIGraphicsImageRendererFormat& formatLocked() REQUIRES(gFormatMutex) {
   static UIGraphicsImageRendererFormat format = [] {
     UIGraphicsImageRendererFormat f;
     f.setScale(1);
@@ -37,12 +39,12 @@ std::uint8_t premultipliedByte(double channel, double alpha) {
 ZR_DEFINE_CLASS(ZRImageRenderer, NSObject, nullptr)
 
 UIGraphicsImageRendererFormat ZRImageRenderer::rendererFormat() {
-  std::lock_guard lock(gFormatMutex);
+  MutexLock lock(gFormatMutex);
   return formatLocked();
 }
 
 void ZRImageRenderer::setRendererFormat(UIGraphicsImageRendererFormat format) {
-  std::lock_guard lock(gFormatMutex);
+  MutexLock lock(gFormatMutex);
   formatLocked() = format;
 }
 

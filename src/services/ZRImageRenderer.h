@@ -7,6 +7,10 @@
 // drawing covers come out black in the video rather than undefined. A format of more pixels per
 // point (a 3x device's) is drawn at one: no video is encoded finer than one pixel per point and
 // text recognition reads at one, so the finer bitmap would only be drawn to be scaled back down.
+//
+// Threads: renderers and blank images are handed out on the main thread and the frame queue; the
+// class-wide format is read and set under its own lock from any thread; useImageRenderer is set
+// once, when the handler is set up, before frames flow. Ownership: the handler owns its renderer.
 
 #include <memory>
 

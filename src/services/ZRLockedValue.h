@@ -1,7 +1,11 @@
 #pragma once
 // A value read and written whole under its own lock, for settings that several threads read.
 
-#include <mutex>
+#include <utility>
+
+#include "platform/Mutex.h"
+#include "platform/MutexLock.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace zerva {
 
@@ -12,17 +16,17 @@ class ZRLockedValue {
   explicit ZRLockedValue(T value) : value_(std::move(value)) {}
 
   T get() const {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     return value_;
   }
   void set(T value) {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     value_ = std::move(value);
   }
 
  private:
-  mutable std::mutex mutex_;
-  T value_{};
+  mutable Mutex mutex_;
+  T value_ GUARDED_BY(mutex_){};
 };
 
 }  // namespace zerva

@@ -6,10 +6,12 @@
 #include <deque>
 #include <fstream>
 #include <memory>
-#include <mutex>
 
+#include "platform/Mutex.h"
+#include "platform/MutexLock.h"
 #include "platform/NSLog.h"
 #include "platform/ProcessClock.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace zerva {
 
@@ -18,11 +20,11 @@ namespace {
 struct LogState {
   std::atomic<bool> integration{false};
   std::atomic<bool> verbose{false};
-  std::mutex mutex;
-  std::deque<ZRLogTag> record;
-  size_t capacity = 1000;
-  std::unique_ptr<std::ofstream> file;
-  std::string filePath;
+  Mutex mutex;
+  std::deque<ZRLogTag> record GUARDED_BY(mutex);
+  size_t capacity GUARDED_BY(mutex) = 1000;
+  std::unique_ptr<std::ofstream> file GUARDED_BY(mutex);
+  std::string filePath GUARDED_BY(mutex);
 };
 
 LogState& state() {
@@ -33,7 +35,7 @@ LogState& state() {
 void addTag(ZRLogLevel level, const std::string& tag, const nlohmann::json& properties) {
   LogState& s = state();
   ZRLogTag entry{level, tag, properties.is_object() ? properties : nlohmann::json(nullptr), CACurrentMediaTime()};
-  std::lock_guard lock(s.mutex);
+  MutexLock lock(s.mutex);
   if (s.file) {
     nlohmann::json line = {{"level", ZRLogUtility::levelName(level)}, {"tag", tag}, {"time", entry.time}};
     if (entry.properties.is_object()) line["properties"] = entry.properties;
@@ -63,13 +65,13 @@ void ZRLogUtility::addInternalWarningTag(const std::string& tag, const nlohmann:
 void ZRLogUtility::addInternalErrorTag(const std::string& tag, const nlohmann::json& p) { addTag(ZRLogLevel::Error, tag, p); }
 
 std::vector<ZRLogTag> ZRLogUtility::recordedTags() {
-  std::lock_guard lock(state().mutex);
+  MutexLock lock(state().mutex);
   return {state().record.begin(), state().record.end()};
 }
 
 std::vector<ZRLogTag> ZRLogUtility::recordedTagsNamed(const std::string& tag) {
   std::vector<ZRLogTag> out;
-  std::lock_guard lock(state().mutex);
+  MutexLock lock(state().mutex);
   for (const auto& t : state().record) {
     if (t.tag == tag) out.push_back(t);
   }
@@ -77,17 +79,17 @@ std::vector<ZRLogTag> ZRLogUtility::recordedTagsNamed(const std::string& tag) {
 }
 
 void ZRLogUtility::clearRecordedTags() {
-  std::lock_guard lock(state().mutex);
+  MutexLock lock(state().mutex);
   state().record.clear();
 }
 
 size_t ZRLogUtility::recordCapacity() {
-  std::lock_guard lock(state().mutex);
+  MutexLock lock(state().mutex);
   return state().capacity;
 }
 
 void ZRLogUtility::setRecordCapacity(size_t capacity) {
-  std::lock_guard lock(state().mutex);
+  MutexLock lock(state().mutex);
   state().capacity = capacity;
   while (state().record.size() > capacity) state().record.pop_front();
 }
@@ -103,7 +105,7 @@ NSErrorOrNil ZRLogUtility::setOutputFile(const std::optional<std::string>& path)
           .withUserInfo("path", *path);
     }
   }
-  std::lock_guard lock(state().mutex);
+  MutexLock lock(state().mutex);
   state().file = std::move(file);
   state().filePath = path.value_or("");
   return std::nullopt;
@@ -112,8 +114,8 @@ NSErrorOrNil ZRLogUtility::setOutputFile(const std::optional<std::string>& path)
 void ZRLogUtility::reset() {
   setIntegrationLoggingEnabled(false);
   setVerboseLoggingEnabled(false);
-  setOutputFile(std::nullopt);
-  std::lock_guard lock(state().mutex);
+  (void)setOutputFile(std::nullopt);  // closing cannot fail
+  MutexLock lock(state().mutex);
   state().record.clear();
   state().capacity = 1000;
 }

@@ -46,7 +46,7 @@ class ZRLogUtility {
 
   /// Appends every later tag to `path` as one JSON object per line; nullopt stops writing.
   /// A file that cannot be opened is an error and leaves the previous setting.
-  static NSErrorOrNil setOutputFile(const std::optional<std::string>& path);
+  [[nodiscard]] static NSErrorOrNil setOutputFile(const std::optional<std::string>& path);
 
   /// Switches off, empties the record and stops file output (for tests).
   static void reset();

@@ -35,6 +35,13 @@ struct AVDeleter {
   void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
   void operator()(AVFrame* f) const { av_frame_free(&f); }
   void operator()(AVPacket* p) const { av_packet_free(&p); }
+  // Custom output: the context never owns its AVIOContext, which is freed on its own.
+  void operator()(AVFormatContext* f) const { avformat_free_context(f); }  // also runs the muxer's deinit
+  void operator()(AVIOContext* io) const {
+    av_freep(&io->buffer);
+    avio_context_free(&io);
+  }
+  void operator()(std::uint8_t* buffer) const { av_free(buffer); }
 };
 template <typename T>
 using AVUniquePtr = std::unique_ptr<T, AVDeleter>;
@@ -77,8 +84,8 @@ struct ZRMp4VideoWriter::Impl {
   AVUniquePtr<AVPacket> held;
   bool holding = false;
 
-  AVFormatContext* format = nullptr;
-  AVIOContext* io = nullptr;
+  AVUniquePtr<AVFormatContext> format;
+  AVUniquePtr<AVIOContext> io;
   AVStream* stream = nullptr;
   std::unique_ptr<ZRVideoOutput> output;
   int outputErrno = 0;
@@ -133,11 +140,11 @@ struct ZRMp4VideoWriter::Impl {
     holding = false;
     held->stream_index = stream->index;
     av_packet_rescale_ts(held.get(), kTimeBase, stream->time_base);
-    const int ret = av_write_frame(format, held.get());
+    const int ret = av_write_frame(format.get(), held.get());
     av_packet_unref(held.get());
     if (ret < 0) return muxError(ret, "frame");
     // Hand a finished fragment to the file at once, so that a killed process leaves it behind.
-    avio_flush(io);
+    avio_flush(io.get());
     if (outputErrno != 0) return outputError(outputErrno, path());
     // The muxer writes a fragment whole, so everything out so far ends on a fragment boundary.
     wholeBytes = position;
@@ -186,47 +193,38 @@ struct ZRMp4VideoWriter::Impl {
   }
 
   void releaseFile() {
-    if (io) {
-      av_freep(&io->buffer);
-      avio_context_free(&io);
-    }
-    if (format) {
-      format->pb = nullptr;
-      avformat_free_context(format);  // also runs the muxer's deinit
-      format = nullptr;
-    }
+    if (format) format->pb = nullptr;
+    format.reset();
+    io.reset();
   }
 };
 
 ZRMp4VideoWriter::ZRMp4VideoWriter(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 
 ZRMp4VideoWriter::~ZRMp4VideoWriter() {
-  if (impl_ && !impl_->finished) finish();
+  // An owner that wants the outcome calls finish() itself; here the file is only closed.
+  if (impl_ && !impl_->finished) (void)finish();
 }
 
 std::int64_t ZRMp4VideoWriter::presentationTimeMs(double seconds) { return std::llround(seconds * 1000.0); }
 
-std::unique_ptr<ZRMp4VideoWriter> ZRMp4VideoWriter::create(const ZRVideoEncoderConfig& config, NSErrorOrNil* error) {
+NSResult<std::unique_ptr<ZRMp4VideoWriter>> ZRMp4VideoWriter::create(const ZRVideoEncoderConfig& config) {
   quietFFmpegOnce();
-  auto failWith = [&](NSError e) -> std::unique_ptr<ZRMp4VideoWriter> {
-    if (error) *error = std::move(e);
-    return nullptr;
-  };
   if (config.width <= 0 || config.height <= 0 || config.width > kMaxSide || config.height > kMaxSide) {
-    return failWith(ZRVideoRecorderError(
+    return ZRVideoRecorderError(
         ZRVideoRecorderErrorInvalidFrameSize,
         stringWithFormat("The video frame size %dx%d cannot be encoded: width and height must be 1 to %d pixels.",
-                         config.width, config.height, kMaxSide)));
+                         config.width, config.height, kMaxSide));
   }
   if (!std::isfinite(config.frameRate) || config.frameRate <= 0) {
-    return failWith(ZRVideoRecorderError(ZRVideoRecorderErrorInvalidFrameSize,
-                                         stringWithFormat("The frame rate %g cannot be encoded.", config.frameRate)));
+    return ZRVideoRecorderError(ZRVideoRecorderErrorInvalidFrameSize,
+                                stringWithFormat("The frame rate %g cannot be encoded.", config.frameRate));
   }
   const AVCodec* encoder = avcodec_find_encoder_by_name(config.encoderName.c_str());
   if (!encoder || encoder->type != AVMEDIA_TYPE_VIDEO) {
-    return failWith(ZRVideoRecorderError(
+    return ZRVideoRecorderError(
         ZRVideoRecorderErrorEncoderUnavailable,
-        "The video encoder \"" + config.encoderName + "\" is not available in this FFmpeg build."));
+        "The video encoder \"" + config.encoderName + "\" is not available in this FFmpeg build.");
   }
 
   auto impl = std::make_unique<Impl>();
@@ -238,8 +236,8 @@ std::unique_ptr<ZRMp4VideoWriter> ZRMp4VideoWriter::create(const ZRVideoEncoderC
   impl->received.reset(av_packet_alloc());
   impl->held.reset(av_packet_alloc());
   if (!impl->codec || !impl->frame || !impl->received || !impl->held) {
-    return failWith(ZRVideoRecorderError(ZRVideoRecorderErrorEncoderUnavailable,
-                                         "Out of memory while setting up the video encoder."));
+    return ZRVideoRecorderError(ZRVideoRecorderErrorEncoderUnavailable,
+                                "Out of memory while setting up the video encoder.");
   }
 
   AVCodecContext* c = impl->codec.get();
@@ -273,11 +271,11 @@ std::unique_ptr<ZRMp4VideoWriter> ZRMp4VideoWriter::create(const ZRVideoEncoderC
   const int opened = avcodec_open2(c, encoder, &options);
   av_dict_free(&options);
   if (opened < 0) {
-    return failWith(ZRVideoRecorderError(
+    return ZRVideoRecorderError(
         ZRVideoRecorderErrorEncoderUnavailable,
         stringWithFormat("The video encoder \"%@\" refused %dx%d (preset %@, crf %d): %@.", config.encoderName,
                          impl->encodedWidth, impl->encodedHeight, config.preset, config.constantRateFactor,
-                         avErrorText(opened))));
+                         avErrorText(opened)));
   }
 
   AVFrame* f = impl->frame.get();
@@ -287,8 +285,8 @@ std::unique_ptr<ZRMp4VideoWriter> ZRMp4VideoWriter::create(const ZRVideoEncoderC
   f->color_range = c->color_range;
   f->colorspace = c->colorspace;
   if (av_frame_get_buffer(f, 0) < 0) {
-    return failWith(ZRVideoRecorderError(ZRVideoRecorderErrorEncoderUnavailable,
-                                         "Out of memory while setting up the video encoder."));
+    return ZRVideoRecorderError(ZRVideoRecorderErrorEncoderUnavailable,
+                                "Out of memory while setting up the video encoder.");
   }
   return std::unique_ptr<ZRMp4VideoWriter>(new ZRMp4VideoWriter(std::move(impl)));
 }
@@ -299,23 +297,29 @@ NSErrorOrNil ZRMp4VideoWriter::startFile(std::unique_ptr<ZRVideoOutput> output) 
     return ZRVideoRecorderError(ZRVideoRecorderErrorWriteFailed, "The video writer has no file to start.");
   }
   d.output = std::move(output);
-  if (avformat_alloc_output_context2(&d.format, nullptr, "mp4", nullptr) < 0 || !d.format) {
+  AVFormatContext* format = nullptr;
+  const int allocated = avformat_alloc_output_context2(&format, nullptr, "mp4", nullptr);
+  d.format.reset(format);
+  if (allocated < 0 || !d.format) {
     d.fail(ZRVideoRecorderError(ZRVideoRecorderErrorEncoderUnavailable,
                                 "The MP4 muxer is not available in this FFmpeg build.", d.path()));
     return d.failure;
   }
-  d.stream = avformat_new_stream(d.format, nullptr);
-  auto* buffer = static_cast<std::uint8_t*>(av_malloc(kIOBufferSize));
-  if (buffer) d.io = avio_alloc_context(buffer, kIOBufferSize, 1, &d, nullptr, &Impl::writeOut, &Impl::seekOut);
+  d.stream = avformat_new_stream(d.format.get(), nullptr);
+  AVUniquePtr<std::uint8_t> buffer(static_cast<std::uint8_t*>(av_malloc(kIOBufferSize)));
+  if (buffer) {
+    // On success the context owns the buffer (and may swap it for another of its own).
+    d.io.reset(avio_alloc_context(buffer.get(), kIOBufferSize, 1, &d, nullptr, &Impl::writeOut, &Impl::seekOut));
+    if (d.io) buffer.release();
+  }
   if (!d.stream || !d.io || avcodec_parameters_from_context(d.stream->codecpar, d.codec.get()) < 0) {
-    if (!d.io) av_free(buffer);
     d.fail(ZRVideoRecorderError(ZRVideoRecorderErrorWriteFailed, "Out of memory while starting the video file.",
                                 d.path()));
     return d.failure;
   }
   d.stream->time_base = kTimeBase;
   d.stream->avg_frame_rate = d.codec->framerate;
-  d.format->pb = d.io;
+  d.format->pb = d.io.get();
   d.format->flags |= AVFMT_FLAG_CUSTOM_IO;
 
   AVDictionary* options = nullptr;
@@ -325,13 +329,13 @@ NSErrorOrNil ZRMp4VideoWriter::startFile(std::unique_ptr<ZRVideoOutput> output) 
   av_dict_set(&options, "movflags", "frag_keyframe+empty_moov+delay_moov+default_base_moof", 0);
   av_dict_set_int(&options, "frag_duration", std::llround(d.config.fragmentSeconds * 1e6), 0);
   av_dict_set_int(&options, "video_track_timescale", kTimeBase.den, 0);
-  const int ret = avformat_write_header(d.format, &options);
+  const int ret = avformat_write_header(d.format.get(), &options);
   av_dict_free(&options);
   if (ret < 0) {
     d.fail(d.muxError(ret, "header"));
     return d.failure;
   }
-  avio_flush(d.io);
+  avio_flush(d.io.get());
   if (d.outputErrno != 0) {
     d.fail(outputError(d.outputErrno, d.path()));
   } else {
@@ -424,8 +428,8 @@ NSErrorOrNil ZRMp4VideoWriter::finish() {
       error = d.writeHeld();
     }
     if (!error) {
-      const int ret = av_write_trailer(d.format);
-      avio_flush(d.io);
+      const int ret = av_write_trailer(d.format.get());
+      avio_flush(d.io.get());
       if (ret < 0) error = d.muxError(ret, "index");
       else if (d.outputErrno != 0) error = outputError(d.outputErrno, d.path());
       else d.wholeBytes = d.position;

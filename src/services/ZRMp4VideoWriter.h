@@ -25,6 +25,7 @@
 #include <string>
 
 #include "platform/NSError.h"
+#include "platform/NSResult.h"
 #include "services/ZRBGRAFrame.h"
 #include "services/ZRVideoOutput.h"
 
@@ -59,22 +60,22 @@ struct ZRVideoEncoderConfig {
 
 class ZRMp4VideoWriter {
  public:
-  /// Sets the encoder up; no file is touched yet. nullptr with *error set (encoder missing or
-  /// refusing the settings, unusable size).
-  static std::unique_ptr<ZRMp4VideoWriter> create(const ZRVideoEncoderConfig& config, NSErrorOrNil* error);
+  /// Sets the encoder up; no file is touched yet. An error when the encoder is missing or
+  /// refuses the settings, or the size cannot be encoded.
+  static NSResult<std::unique_ptr<ZRMp4VideoWriter>> create(const ZRVideoEncoderConfig& config);
   ~ZRMp4VideoWriter();
   ZRMp4VideoWriter(const ZRMp4VideoWriter&) = delete;
   ZRMp4VideoWriter& operator=(const ZRMp4VideoWriter&) = delete;
 
   /// Writes the file header to the output, which the writer owns from now on.
-  NSErrorOrNil startFile(std::unique_ptr<ZRVideoOutput> output);
+  [[nodiscard]] NSErrorOrNil startFile(std::unique_ptr<ZRVideoOutput> output);
   /// Converts and encodes one frame of exactly width x height pixels at `seconds` (which must be
   /// finite, not negative, and at least a millisecond after the previous frame's). After a
   /// write error every later call fails with that error.
-  NSErrorOrNil encodeFrame(const ZRBGRAFrame& frame, double seconds);
+  [[nodiscard]] NSErrorOrNil encodeFrame(const ZRBGRAFrame& frame, double seconds);
   /// Encodes what is pending, writes the last fragment and index, and closes the output. The
   /// first error met (here or earlier) is returned. Later calls do nothing and return it again.
-  NSErrorOrNil finish();
+  [[nodiscard]] NSErrorOrNil finish();
 
   int encodedWidth() const;
   int encodedHeight() const;

@@ -2,53 +2,61 @@
 
 #include <algorithm>
 
+#include "platform/MutexLock.h"
 #include "services/ZRJSONReader.h"
 #include "services/ZRLogUtility.h"
 
 namespace zerva {
 
-namespace {
-constexpr long kAnyType = -1;
-}  // namespace
+void ZROcclusionManager::setVideoHandler(const std::shared_ptr<ZRViewVideoHandler>& handler) {
+  MutexLock lock(mutex_);
+  handler_ = handler;
+}
 
-bool ZROcclusionManager::isValidSource(long source) {
+std::shared_ptr<ZRViewVideoHandler> ZROcclusionManager::videoHandler() const {
+  MutexLock lock(mutex_);
+  return handler_.lock();
+}
+
+bool ZROcclusionManager::isValidSource(ZROcclusionSource source) {
   if (source >= ZROcclusionSourceConfiguration && source <= ZROcclusionSourceManual) return true;
-  ZRLogUtility::addInternalErrorTag("occlusion-invalidSource", {{"source", source}});
+  ZRLogUtility::addInternalErrorTag("occlusion-invalidSource", {{"source", static_cast<long>(source)}});
   return false;
 }
 
-void ZROcclusionManager::setOcclusion(std::optional<ZROcclusionRules> rules, long source) {
+void ZROcclusionManager::setOcclusion(std::optional<ZROcclusionRules> rules, ZROcclusionSource source) {
   if (!isValidSource(source)) return;
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   sources_[static_cast<size_t>(source)] = std::move(rules);
 }
 
-void ZROcclusionManager::applyOcclusionSetting(const ZROcclusionSetting& setting, long source,
+void ZROcclusionManager::applyOcclusionSetting(const ZROcclusionSetting& setting, ZROcclusionSource source,
                                                const std::vector<std::string>& screens) {
   if (!isValidSource(source)) return;
   ZROcclusionSetting rule = setting;
   if (!screens.empty()) rule.setScreens(screens);
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   auto& rules = sources_[static_cast<size_t>(source)];
   if (!rules) rules.emplace();
   if (std::find(rules->begin(), rules->end(), rule) == rules->end()) rules->push_back(std::move(rule));
 }
 
-void ZROcclusionManager::removeOcclusionOfType(long type, long source) {
+void ZROcclusionManager::removeOcclusionOfType(ZROcclusionType type, ZROcclusionSource source) {
   if (!isValidSource(source)) return;
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   auto& rules = sources_[static_cast<size_t>(source)];
   if (rules) std::erase_if(*rules, [type](const ZROcclusionSetting& r) { return r.type() == type; });
 }
 
-std::optional<ZROcclusionRules> ZROcclusionManager::getOcclusionFromSource(long source) const {
+std::optional<ZROcclusionRules> ZROcclusionManager::getOcclusionFromSource(ZROcclusionSource source) const {
   if (!isValidSource(source)) return std::nullopt;
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return sources_[static_cast<size_t>(source)];
 }
 
-long ZROcclusionManager::sourceInForceLocked(const std::vector<std::string>& screens, long category) const {
-  for (long source = ZROcclusionSourceManual; source >= ZROcclusionSourceConfiguration; --source) {
+ZROcclusionSource ZROcclusionManager::sourceInForceLocked(const std::vector<std::string>& screens,
+                                                          ZROcclusionCategory category) const {
+  for (ZROcclusionSource source : {ZROcclusionSourceManual, ZROcclusionSourceDashboard, ZROcclusionSourceConfiguration}) {
     const auto& rules = sources_[static_cast<size_t>(source)];
     if (!rules) continue;
     const bool applies = std::any_of(rules->begin(), rules->end(), [&](const ZROcclusionSetting& r) {
@@ -59,34 +67,36 @@ long ZROcclusionManager::sourceInForceLocked(const std::vector<std::string>& scr
   return ZROcclusionSourceManual;
 }
 
-long ZROcclusionManager::currentOcclusionSourceForScreens(const std::vector<std::string>& screens, long category) const {
-  std::lock_guard lock(mutex_);
+ZROcclusionSource ZROcclusionManager::currentOcclusionSourceForScreens(const std::vector<std::string>& screens,
+                                                                       ZROcclusionCategory category) const {
+  MutexLock lock(mutex_);
   return sourceInForceLocked(screens, category);
 }
 
 std::optional<ZROcclusionSetting> ZROcclusionManager::firstRuleLocked(const std::vector<std::string>& screens,
-                                                                      long category, long type) const {
+                                                                      ZROcclusionCategory category,
+                                                                      std::optional<ZROcclusionType> type) const {
   const auto& rules = sources_[static_cast<size_t>(sourceInForceLocked(screens, category))];
   if (!rules) return std::nullopt;
   for (const auto& r : *rules) {
-    if (r.category() == category && (type == kAnyType || r.type() == type) && r.appliesToScreens(screens)) return r;
+    if (r.category() == category && (!type || r.type() == *type) && r.appliesToScreens(screens)) return r;
   }
   return std::nullopt;
 }
 
 std::optional<ZROcclusionSetting> ZROcclusionManager::occlusionForScreens(const std::vector<std::string>& screens,
-                                                                          long category) const {
-  std::lock_guard lock(mutex_);
-  return firstRuleLocked(screens, category, kAnyType);
+                                                                          ZROcclusionCategory category) const {
+  MutexLock lock(mutex_);
+  return firstRuleLocked(screens, category, std::nullopt);
 }
 
-bool ZROcclusionManager::containsSettingOfType(long type, const std::vector<std::string>& screens) const {
-  std::lock_guard lock(mutex_);
+bool ZROcclusionManager::containsSettingOfType(ZROcclusionType type, const std::vector<std::string>& screens) const {
+  MutexLock lock(mutex_);
   return firstRuleLocked(screens, categoryForOcclusionType(type), type).has_value();
 }
 
 std::optional<ZROcclusionSetting> ZROcclusionManager::autoOccludeSetting(const std::vector<std::string>& screens) const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return firstRuleLocked(screens, ZROcclusionCategoryInScreen, ZROcclusionTypeTextRecognition);
 }
 

@@ -7,16 +7,18 @@
 // any of the screens; only that source's rules answer. With no such rule anywhere, manual is in
 // force (so manual calls then add to the manual rules).
 //
-// Thread-safe: rules are changed by SDK calls on any thread and read per frame on the main thread
-// and the frame queue.
+// Thread-safe: rules and the handler back-reference are changed by SDK calls on any thread and
+// read per frame on the main thread and the frame queue, all under one lock. The handler owns
+// its occlusion manager, which refers back to it weakly.
 
 #include <array>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/Mutex.h"
+#include "platform/ThreadAnnotations.h"
 #include "services/ZROcclusionSetting.h"
 
 namespace zerva {
@@ -28,19 +30,24 @@ class ZROcclusionManager {
  public:
   ZROcclusionManager() = default;
 
-  void setVideoHandler(const std::shared_ptr<ZRViewVideoHandler>& handler) { handler_ = handler; }
-  std::shared_ptr<ZRViewVideoHandler> videoHandler() const { return handler_.lock(); }
+  void setVideoHandler(const std::shared_ptr<ZRViewVideoHandler>& handler) EXCLUDES(mutex_);
+  std::shared_ptr<ZRViewVideoHandler> videoHandler() const EXCLUDES(mutex_);
 
-  /// Replaces all rules of a source; nullopt clears them.
-  void setOcclusion(std::optional<ZROcclusionRules> rules, long source);
+  /// Replaces all rules of a source; nullopt clears them. A source out of range is refused and
+  /// logged as the error tag "occlusion-invalidSource", as by every operation that takes one.
+  void setOcclusion(std::optional<ZROcclusionRules> rules, ZROcclusionSource source) EXCLUDES(mutex_);
   /// Adds one rule to a source, for `screens` (the setting's own screens when none are given).
   /// An identical rule is not added twice.
-  void applyOcclusionSetting(const ZROcclusionSetting& setting, long source, const std::vector<std::string>& screens);
-  void removeOcclusionOfType(long type, long source);
-  long categoryForOcclusionType(long type) const { return ZROcclusionSetting::categoryForType(type); }
-  long currentOcclusionSourceForScreens(const std::vector<std::string>& screens, long category) const;
+  void applyOcclusionSetting(const ZROcclusionSetting& setting, ZROcclusionSource source,
+                             const std::vector<std::string>& screens) EXCLUDES(mutex_);
+  void removeOcclusionOfType(ZROcclusionType type, ZROcclusionSource source) EXCLUDES(mutex_);
+  ZROcclusionCategory categoryForOcclusionType(ZROcclusionType type) const {
+    return ZROcclusionSetting::categoryForType(type);
+  }
+  ZROcclusionSource currentOcclusionSourceForScreens(const std::vector<std::string>& screens,
+                                                     ZROcclusionCategory category) const EXCLUDES(mutex_);
   /// The rules of a source, or nullopt when it has none set.
-  std::optional<ZROcclusionRules> getOcclusionFromSource(long source) const;
+  std::optional<ZROcclusionRules> getOcclusionFromSource(ZROcclusionSource source) const EXCLUDES(mutex_);
 
   /// Reads a dashboard verify result ({"occlusionRules": [...]}, other keys ignored). With
   /// `existing`, the new rules are merged into them: a new rule replaces the existing rules of the
@@ -53,10 +60,12 @@ class ZROcclusionManager {
   std::optional<ZROcclusionRules> rulesFromJSONText(const std::string& text, const std::string& documentName);
 
   /// The first rule of the category that applies to the screens, from the source in force.
-  std::optional<ZROcclusionSetting> occlusionForScreens(const std::vector<std::string>& screens, long category) const;
-  bool containsSettingOfType(long type, const std::vector<std::string>& screens) const;
+  std::optional<ZROcclusionSetting> occlusionForScreens(const std::vector<std::string>& screens,
+                                                        ZROcclusionCategory category) const EXCLUDES(mutex_);
+  bool containsSettingOfType(ZROcclusionType type, const std::vector<std::string>& screens) const EXCLUDES(mutex_);
   /// The text-recognition rule in force for the screens.
-  std::optional<ZROcclusionSetting> autoOccludeSetting(const std::vector<std::string>& screens) const;
+  std::optional<ZROcclusionSetting> autoOccludeSetting(const std::vector<std::string>& screens) const
+      EXCLUDES(mutex_);
 
   /// The image with the whole-screen rule in force for the screens painted in: an opaque cover
   /// or a blur that leaves no text readable. The image itself when no rule applies.
@@ -66,14 +75,17 @@ class ZROcclusionManager {
                                           const std::vector<std::string>& screens) const;
 
  private:
-  static bool isValidSource(long source);
-  long sourceInForceLocked(const std::vector<std::string>& screens, long category) const;
-  std::optional<ZROcclusionSetting> firstRuleLocked(const std::vector<std::string>& screens, long category,
-                                                    long type) const;
+  static bool isValidSource(ZROcclusionSource source);
+  ZROcclusionSource sourceInForceLocked(const std::vector<std::string>& screens, ZROcclusionCategory category) const
+      REQUIRES(mutex_);
+  /// The first rule of the category (and of `type`, when given) from the source in force.
+  std::optional<ZROcclusionSetting> firstRuleLocked(const std::vector<std::string>& screens,
+                                                    ZROcclusionCategory category,
+                                                    std::optional<ZROcclusionType> type) const REQUIRES(mutex_);
 
-  mutable std::mutex mutex_;
-  std::array<std::optional<ZROcclusionRules>, 3> sources_;
-  std::weak_ptr<ZRViewVideoHandler> handler_;
+  mutable Mutex mutex_;
+  std::array<std::optional<ZROcclusionRules>, 3> sources_ GUARDED_BY(mutex_);
+  std::weak_ptr<ZRViewVideoHandler> handler_ GUARDED_BY(mutex_);
 };
 
 }  // namespace zerva

@@ -13,6 +13,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "platform/MutexLock.h"
 #include "services/ZRLogUtility.h"
 
 namespace zerva {
@@ -44,7 +45,7 @@ std::string ZRPlistHandler::defaultStorePath() {
 ZRPlistHandler::ZRPlistHandler(std::string storePath) : path_(std::move(storePath)) { load(); }
 
 void ZRPlistHandler::setStorePath(std::string path) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   path_ = std::move(path);
   load();
 }
@@ -66,17 +67,17 @@ void ZRPlistHandler::load() {
 }
 
 long long ZRPlistHandler::sessionVideoCount() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return sessionVideoCount_;
 }
 
 NSErrorOrNil ZRPlistHandler::lastError() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return lastError_;
 }
 
 void ZRPlistHandler::increaseSessionVideoCount() {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   ++sessionVideoCount_;
   lastError_ = save();
   if (lastError_) {

@@ -3,10 +3,11 @@
 // new file renamed over the old), so a crash mid-write never loses the previous value.
 
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "platform/Mutex.h"
 #include "platform/NSError.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace zerva {
 
@@ -30,14 +31,14 @@ class ZRPlistHandler {
   NSErrorOrNil lastError() const;
 
  private:
-  void load();
-  NSErrorOrNil save() const;
+  void load() REQUIRES(mutex_);
+  [[nodiscard]] NSErrorOrNil save() const REQUIRES(mutex_);
 
-  mutable std::mutex mutex_;
-  std::string path_;
-  long long sessionVideoCount_ = 0;
-  bool fileUnreadable_ = false;
-  NSErrorOrNil lastError_;
+  mutable Mutex mutex_;
+  std::string path_ GUARDED_BY(mutex_);
+  long long sessionVideoCount_ GUARDED_BY(mutex_) = 0;
+  bool fileUnreadable_ GUARDED_BY(mutex_) = false;
+  NSErrorOrNil lastError_ GUARDED_BY(mutex_);
 };
 
 }  // namespace zerva

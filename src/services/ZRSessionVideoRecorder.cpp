@@ -11,6 +11,7 @@
 #include <ctime>
 #include <filesystem>
 
+#include "platform/MutexLock.h"
 #include "platform/NSLog.h"
 #include "platform/NSRunLoop.h"
 #include "platform/StringWithFormat.h"
@@ -79,7 +80,8 @@ ZRSessionVideoRecorder::ZRSessionVideoRecorder()
 
 ZRSessionVideoRecorder::~ZRSessionVideoRecorder() {
   queue_->sync([this] {
-    if (writer_) finishOnWriter();
+    // finishOnWriter() logs a file left incomplete; nobody is left to hand the error to.
+    if (writer_) (void)finishOnWriter();
   });
 }
 
@@ -96,38 +98,38 @@ std::string ZRSessionVideoRecorder::defaultRecordingsFolder() {
 }
 
 std::string ZRSessionVideoRecorder::recordingsFolder() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return folder_;
 }
 
 void ZRSessionVideoRecorder::setRecordingsFolder(std::string folder) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   folderIsDefault_ = folder.empty();
   folder_ = folder.empty() ? defaultRecordingsFolder() : std::move(folder);
 }
 
 void ZRSessionVideoRecorder::setOutputFactory(OutputFactory factory) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   outputFactory_ = std::move(factory);
 }
 
 void ZRSessionVideoRecorder::setEncoderName(std::string name) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   encoderName_ = std::move(name);
 }
 
 std::shared_ptr<ZRRecordingFile> ZRSessionVideoRecorder::recordingFile() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return file_;
 }
 
 CGSize ZRSessionVideoRecorder::videoSize() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return videoSize_;
 }
 
 NSErrorOrNil ZRSessionVideoRecorder::lastAppendError() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return lastAppendError_;
 }
 
@@ -145,6 +147,7 @@ void ZRSessionVideoRecorder::startRecordingWithSettings(const ZRSessionVideoSett
 }
 
 NSErrorOrNil ZRSessionVideoRecorder::openRecordingOnWriter(const ZRSessionVideoSettings& settings) {
+  queue_->assertCurrent();
   if (writer_) {
     return ZRVideoRecorderError(ZRVideoRecorderErrorAlreadyRecording,
                                 "A recording is already running; stop it before starting another.");
@@ -153,7 +156,7 @@ NSErrorOrNil ZRSessionVideoRecorder::openRecordingOnWriter(const ZRSessionVideoS
   bool folderIsDefault = false;
   OutputFactory factory;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     folder = folder_;
     folderIsDefault = folderIsDefault_;
     factory = outputFactory_;
@@ -171,9 +174,9 @@ NSErrorOrNil ZRSessionVideoRecorder::openRecordingOnWriter(const ZRSessionVideoS
         stringWithFormat("The video frame size %gx%g cannot be encoded: both sides must be at least one pixel.",
                          frame.width, frame.height));
   }
-  NSErrorOrNil error;
-  std::unique_ptr<ZRMp4VideoWriter> writer = ZRMp4VideoWriter::create(config, &error);
-  if (!writer) return error;
+  auto created = ZRMp4VideoWriter::create(config);
+  if (!created) return created.error();
+  std::unique_ptr<ZRMp4VideoWriter> writer = std::move(*created);
 
   std::error_code ec, made;
   if (folderIsDefault) fs::create_directories(folder, made);
@@ -215,7 +218,7 @@ NSErrorOrNil ZRSessionVideoRecorder::openRecordingOnWriter(const ZRSessionVideoS
   failure_.reset();
   const CGSize videoSize{static_cast<double>(writer_->encodedWidth()), static_cast<double>(writer_->encodedHeight())};
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     file_ = std::make_shared<ZRRecordingFile>(path);
     videoSize_ = videoSize;
     lastAppendError_.reset();
@@ -238,7 +241,7 @@ void ZRSessionVideoRecorder::appendImage(std::shared_ptr<UIImage> image, double 
     NSErrorOrNil error = appendOnWriter(image, time);
     image.reset();  // the pixels are no longer needed; free them before the caller runs
     {
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       lastAppendError_ = error;
     }
     if (completion) completion(!error);
@@ -246,6 +249,7 @@ void ZRSessionVideoRecorder::appendImage(std::shared_ptr<UIImage> image, double 
 }
 
 NSErrorOrNil ZRSessionVideoRecorder::appendOnWriter(const std::shared_ptr<UIImage>& image, double time) {
+  queue_->assertCurrent();
   if (!writer_) {
     return ZRVideoRecorderError(ZRVideoRecorderErrorNotRecording, "No recording is running; the frame was dropped.");
   }
@@ -299,6 +303,7 @@ void ZRSessionVideoRecorder::stopRecordingWithCompletionHandler(StopCompletion c
 }
 
 NSErrorOrNil ZRSessionVideoRecorder::finishOnWriter() {
+  queue_->assertCurrent();
   NSErrorOrNil error = writer_->finish();
   if (!error) error = failure_;
   writer_.reset();

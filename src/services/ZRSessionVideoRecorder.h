@@ -20,14 +20,15 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "platform/CGGeometry.h"
 #include "platform/DispatchQueue.h"
+#include "platform/Mutex.h"
 #include "platform/NSError.h"
 #include "platform/NSObject.h"
+#include "platform/ThreadAnnotations.h"
 #include "platform/UIImage.h"
 #include "services/ZRRecordingFile.h"
 #include "services/ZRSessionVideoSettings.h"
@@ -87,9 +88,9 @@ class ZRSessionVideoRecorder : public NSObject {
 
  private:
   // Run on writerQueue() only.
-  NSErrorOrNil openRecordingOnWriter(const ZRSessionVideoSettings& settings);
-  NSErrorOrNil appendOnWriter(const std::shared_ptr<UIImage>& image, double time);
-  NSErrorOrNil finishOnWriter();
+  [[nodiscard]] NSErrorOrNil openRecordingOnWriter(const ZRSessionVideoSettings& settings);
+  [[nodiscard]] NSErrorOrNil appendOnWriter(const std::shared_ptr<UIImage>& image, double time);
+  [[nodiscard]] NSErrorOrNil finishOnWriter();
 
   const dispatch_queue_t queue_;
   std::atomic<bool> started_{false};
@@ -101,14 +102,14 @@ class ZRSessionVideoRecorder : public NSObject {
   NSErrorOrNil failure_;             // first write or encode error of the recording
   std::vector<std::uint8_t> scaled_;  // pixels of an image brought to one pixel per point
 
-  mutable std::mutex mutex_;  // guards what follows, read from any thread
-  std::string folder_;
-  bool folderIsDefault_ = true;
-  OutputFactory outputFactory_;
-  std::string encoderName_ = "libx264";
-  std::shared_ptr<ZRRecordingFile> file_;
-  CGSize videoSize_;
-  NSErrorOrNil lastAppendError_;
+  mutable Mutex mutex_;  // guards what follows, read from any thread
+  std::string folder_ GUARDED_BY(mutex_);
+  bool folderIsDefault_ GUARDED_BY(mutex_) = true;
+  OutputFactory outputFactory_ GUARDED_BY(mutex_);
+  std::string encoderName_ GUARDED_BY(mutex_) = "libx264";
+  std::shared_ptr<ZRRecordingFile> file_ GUARDED_BY(mutex_);
+  CGSize videoSize_ GUARDED_BY(mutex_);
+  NSErrorOrNil lastAppendError_ GUARDED_BY(mutex_);
 };
 
 }  // namespace zerva

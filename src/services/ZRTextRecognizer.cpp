@@ -297,17 +297,14 @@ void ZRTextRecognizer::limitEngineThreads() {
   if (auto set = reinterpret_cast<SetLevels>(dlsym(RTLD_DEFAULT, "omp_set_max_active_levels"))) set(0);
 }
 
-std::unique_ptr<ZRTextRecognizer> ZRTextRecognizer::create(const std::string& languages, NSErrorOrNil* error) {
+NSResult<std::unique_ptr<ZRTextRecognizer>> ZRTextRecognizer::create(const std::string& languages) {
   limitEngineThreads();
   routeLibraryMessages();
   auto engine = std::make_unique<Engine>();
   // The engine's diagnostics would go to standard error on every page; the caller logs instead.
   std::vector<std::string> names{"debug_file"}, values{"/dev/null"};
   if (engine->api.Init(nullptr, languages.c_str(), tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) != 0) {
-    if (error) {
-      *error = NSError::errorWithDomain(kErrorDomain, 1, "No text-recognition models for \"" + languages + "\"");
-    }
-    return nullptr;
+    return NSError::errorWithDomain(kErrorDomain, 1, "No text-recognition models for \"" + languages + "\"");
   }
   // The copy it reads is already black text on white, whatever the screen's colours
   // (ZRGreyImage::withTextOnWhite), so the engine's own second pass over inverted lines would

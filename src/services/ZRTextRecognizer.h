@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/NSError.h"
+#include "platform/NSResult.h"
 
 namespace zerva {
 
@@ -46,9 +47,9 @@ class ZRTextRecognizer {
   /// (which split a line where other lines happen to align).
   enum class Layout { Auto, SingleBlock, Sparse, SingleColumn };
 
-  /// `languages` as the engine names them, joined by '+' ("eng", "eng+fra"). nullptr with *error
-  /// (domain "ZRTextRecognition", code 1) when the models cannot be loaded.
-  static std::unique_ptr<ZRTextRecognizer> create(const std::string& languages, NSErrorOrNil* error = nullptr);
+  /// `languages` as the engine names them, joined by '+' ("eng", "eng+fra"). An error (domain
+  /// "ZRTextRecognition", code 1) when the models cannot be loaded.
+  static NSResult<std::unique_ptr<ZRTextRecognizer>> create(const std::string& languages);
   ~ZRTextRecognizer();
   ZRTextRecognizer(const ZRTextRecognizer&) = delete;
   ZRTextRecognizer& operator=(const ZRTextRecognizer&) = delete;

@@ -1,6 +1,9 @@
 #pragma once
 // The SDK's top-level object, as far as the screen-video component reaches it: the session
 // settings.
+//
+// Threads: any; the settings are swapped whole under a lock. Ownership: the process owns the one
+// shared instance; the settings are shared with whoever reads them.
 
 #include <memory>
 

@@ -9,7 +9,7 @@
 #include "platform/CALayer.h"
 #include "platform/NSRunLoop.h"
 #include "platform/WKWebView.h"
-#include "platform/WebPage.h"
+#include "scene/ScenePageReader.h"
 #include "services/ZRSessionSettings.h"
 #include "support/HandlerTestSupport.h"
 #include "support/VideoProbe.h"
@@ -146,9 +146,8 @@ TEST_F(RealFrameTest, LayerRouteFramesReachTheVideoWithTheSensitiveViewPainted) 
 TEST_F(RealFrameTest, WebRouteMasksThePagesElementsOnThePictureTakenBeforeThePageWasAsked) {
   auto window = windowWithController(kScreen, UIColor::whiteColor());
   auto webView = std::make_shared<WKWebView>(CGRectMake(0, 100, 390, 600));
-  NSErrorOrNil error;
-  webView->loadPage(*WebPage::pageWithJSON(R"({"body": [
-    {"tag": "input", "type": "password", "value": "hunter22", "frame": [20, 100, 350, 40]}]})", &error));
+  webView->loadPage(*ScenePageReader::pageWithJSON(R"({"body": [
+    {"tag": "input", "type": "password", "value": "hunter22", "frame": [20, 100, 350, 40]}]})"));
   window->rootViewController()->view()->addSubview(webView);
   handler_->setIsWebScriptInjected(false);  // send the whole script: the page has none of its own
 

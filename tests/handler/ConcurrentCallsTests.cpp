@@ -14,6 +14,7 @@
 #include "platform/UITextField.h"
 #include "platform/UIViewController.h"
 #include "platform/UIWindow.h"
+#include "services/ZROcclusionManager.h"
 #include "support/HandlerTestSupport.h"
 #include "support/VideoProbe.h"
 
@@ -90,6 +91,26 @@ TEST_F(ConcurrentCalls, SdkCallsFromFourThreadsDuringARecordingLeaveAWholeVideo)
   ASSERT_TRUE(probe.readable);
   EXPECT_GE(probe.framePtsMs.size(), 3u);
   for (size_t i = 1; i < probe.framePtsMs.size(); ++i) EXPECT_GT(probe.framePtsMs[i], probe.framePtsMs[i - 1]);
+}
+
+// The occlusion manager's back-reference to its handler is set by SDK calls on one thread while
+// frames read it on others: a torn weak reference would be a data race (TSan) or a crash.
+TEST_F(ConcurrentCalls, TheOcclusionManagersHandlerIsSetWhileOtherThreadsReadIt) {
+  auto manager = std::make_shared<ZROcclusionManager>();
+  auto other = ZRViewVideoHandler::create();
+  std::atomic<bool> done{false};
+  std::atomic<int> unexpected{0};
+  std::thread reader([&] {
+    while (!done) {
+      auto handler = manager->videoHandler();
+      if (handler && handler != handler_ && handler != other) ++unexpected;
+    }
+  });
+  for (int i = 0; i < 5000; ++i) manager->setVideoHandler(i % 2 ? handler_ : other);
+  done = true;
+  reader.join();
+  EXPECT_EQ(unexpected, 0);
+  EXPECT_EQ(manager->videoHandler(), handler_);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "platform/UIViewController.h"
 #include "platform/WKWebView.h"
 #include "recording/RecordingTestSupport.h"
+#include "scene/ScenePageReader.h"
 #include "services/ScreenImageProcessor.h"
 
 namespace zerva::testing {
@@ -241,11 +242,9 @@ TEST_F(FrameFaults, APageScriptThatThrowsOrNeverReturnsCostsNoMoreThanItsOwnRect
     auto webView = std::make_shared<WKWebView>(CGRectMake(0, 100, kScreen.width, 180));
     controller_->view()->addSubview(webView);
     webView->setScriptTimeout(0.05);
-    NSErrorOrNil error;
-    auto page = WebPage::pageWithJSON(R"({"body": [{"tag": "input", "type": "password", "frame": [10, 30, 120, 40],
-                                          "value": "secret", "background": "#FF00FF"}]})",
-                                      &error);
-    ASSERT_TRUE(page) << error->localizedDescription();
+    auto page = ScenePageReader::pageWithJSON(R"({"body": [{"tag": "input", "type": "password", "frame": [10, 30, 120, 40],
+                                          "value": "secret", "background": "#FF00FF"}]})");
+    ASSERT_TRUE(page) << page.error().localizedDescription();
     page->scripts.push_back(c.script);
     webView->loadPage(*page);
     handler_->setIsWebScriptInjected(true);  // the page claims the snippet
@@ -308,11 +307,9 @@ TEST_F(FrameFaults, AWebViewRemovedBeforeItsPageAnswersLeaksNothing) {
   const CGRect password = CGRectMake(10, 130, 120, 40);
   auto webView = std::make_shared<WKWebView>(CGRectMake(0, 100, kScreen.width, 180));
   controller_->view()->addSubview(webView);
-  NSErrorOrNil error;
-  auto page = WebPage::pageWithJSON(R"({"body": [{"tag": "input", "type": "password", "frame": [10, 30, 120, 40],
-                                        "value": "secret", "background": "#FF00FF"}]})",
-                                    &error);
-  ASSERT_TRUE(page) << error->localizedDescription();
+  auto page = ScenePageReader::pageWithJSON(R"({"body": [{"tag": "input", "type": "password", "frame": [10, 30, 120, 40],
+                                        "value": "secret", "background": "#FF00FF"}]})");
+  ASSERT_TRUE(page) << page.error().localizedDescription();
   webView->loadPage(*page);
   handler_->setIsWebScriptInjected(false);
 

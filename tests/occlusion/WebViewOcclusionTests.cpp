@@ -2,6 +2,8 @@
 
 #include "occlusion/OcclusionTestSupport.h"
 #include "platform/WKWebView.h"
+#include "scene/ScenePageReader.h"
+#include "services/ZRWebViewTracker.h"
 
 namespace zerva::testing {
 namespace {
@@ -17,13 +19,12 @@ class WebViewOcclusion : public OcclusionTest {
   }
 
   void load(bool definesOcclusionFunction) {
-    NSErrorOrNil error;
-    auto page = WebPage::pageWithJSON(R"({"body": [
+    auto page = ScenePageReader::pageWithJSON(R"({"body": [
         {"tag": "input", "type": "password", "frame": [10, 30, 200, 40]},
-        {"tag": "input", "type": "email", "frame": [10, 100, 200, 40]}]})",
-                                      &error);
-    ASSERT_TRUE(page) << error->localizedDescription();
-    page->definesOcclusionFunction = definesOcclusionFunction;
+        {"tag": "input", "type": "email", "frame": [10, 100, 200, 40]}]})");
+    ASSERT_TRUE(page) << page.error().localizedDescription();
+    webView_->removeAllUserScripts();
+    if (definesOcclusionFunction) ZRWebViewTracker::addPageScriptToWebView(*webView_);
     webView_->loadPage(*page);
   }
 

@@ -95,6 +95,29 @@ TEST(DispatchQueue, QueueReleasedByItsOwnBlockFinishesCleanly) {
   SUCCEED();
 }
 
+// A function that must run on the main thread or on a queue checks it on entry; in debug builds
+// the wrong thread aborts with the function's name and the thread it needs.
+TEST(ThreadChecksDeathTest, TheWrongThreadAbortsNamingTheFunctionAndTheThreadItNeeds) {
+#ifdef NDEBUG
+  GTEST_SKIP() << "thread checks are compiled into debug builds only";
+#else
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  // Binds the main run loop to this thread, in each death test's fresh child process too.
+  ASSERT_TRUE(NSThread::isMainThread());
+  auto queue = dispatch_queue_create("com.zerva.test.frames", DISPATCH_QUEUE_SERIAL);
+  EXPECT_DEATH(queue->assertCurrent("appendFrame"),
+               "appendFrame must run on the queue \"com.zerva.test.frames\"");
+  EXPECT_DEATH(std::thread([] { NSThread::assertMainThread("drawFrame"); }).join(),
+               "drawFrame must run on the main thread");
+  auto other = dispatch_queue_create("com.zerva.test.other", DISPATCH_QUEUE_SERIAL);
+  EXPECT_DEATH(other->sync([&] { queue->assertCurrent("appendFrame"); }), "appendFrame must run on the queue");
+
+  // On the right thread nothing happens.
+  queue->sync([&] { queue->assertCurrent("appendFrame"); });
+  NSThread::assertMainThread("drawFrame");
+#endif
+}
+
 TEST(DispatchOnce, RunsExactlyOnceAcrossThreads) {
   dispatch_once_t once;
   std::atomic<int> calls{0};

@@ -102,9 +102,10 @@ TEST(UIImageTests, PNGFilesRoundTripAndFailClearly) {
   });
   const std::string path = ::testing::TempDir() + "zerva_roundtrip.png";
   ASSERT_EQ(UIImageWritePNGToFile(*picture, path), std::nullopt);
-  NSErrorOrNil error;
-  auto loaded = UIImage::imageWithContentsOfFile(path, &error);
-  ASSERT_NE(loaded, nullptr) << error->description();
+  auto read = UIImage::imageWithContentsOfFile(path);
+  ASSERT_TRUE(read) << read.error().description();
+  const auto& loaded = *read;
+  ASSERT_NE(loaded, nullptr);
   EXPECT_EQ(loaded->size(), picture->size());
   EXPECT_EQ(loaded->pixelAt(0, 0), kRed);
   EXPECT_TRUE(near(loaded->pixelAt(4, 2), picture->pixelAt(4, 2), 1));  // half-transparent survives
@@ -115,13 +116,15 @@ TEST(UIImageTests, PNGFilesRoundTripAndFailClearly) {
   EXPECT_EQ(writeError->code(), 512);
   EXPECT_EQ(writeError->userInfo().at("NSFilePath"), "/nonexistent-dir/x.png");
 
-  EXPECT_EQ(UIImage::imageWithContentsOfFile("/nonexistent-dir/x.png", &error), nullptr);
-  EXPECT_EQ(error->code(), 260);
+  auto missing = UIImage::imageWithContentsOfFile("/nonexistent-dir/x.png");
+  ASSERT_FALSE(missing);
+  EXPECT_EQ(missing.error().code(), 260);
   const std::string notPNG = ::testing::TempDir() + "zerva_not_a.png";
   std::ofstream(notPNG) << "plain text";
-  EXPECT_EQ(UIImage::imageWithContentsOfFile(notPNG, &error), nullptr);
-  EXPECT_EQ(error->code(), 259);
-  EXPECT_NE(error->localizedDescription().find(notPNG), std::string::npos);
+  auto unreadable = UIImage::imageWithContentsOfFile(notPNG);
+  ASSERT_FALSE(unreadable);
+  EXPECT_EQ(unreadable.error().code(), 259);
+  EXPECT_NE(unreadable.error().localizedDescription().find(notPNG), std::string::npos);
 }
 
 TEST(UIImageTests, DrawingClassesAreKnownByName) {

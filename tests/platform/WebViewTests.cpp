@@ -10,6 +10,7 @@
 #include "platform/WKWebView.h"
 #include "platform/WebPage.h"
 #include "platform/WebSelector.h"
+#include "scene/ScenePageReader.h"
 
 namespace zerva {
 namespace {
@@ -38,86 +39,15 @@ Evaluated evaluate(const std::shared_ptr<WKWebView>& view, const std::string& sc
 }
 
 WebPage pageFromJSON(std::string_view text) {
-  NSErrorOrNil error;
-  auto page = WebPage::pageWithJSON(text, &error);
-  EXPECT_TRUE(page) << (error ? error->localizedDescription() : "");
-  return page.value_or(WebPage{});
+  auto page = ScenePageReader::pageWithJSON(text);
+  EXPECT_TRUE(page) << (page ? "" : page.error().localizedDescription());
+  return page ? *page : WebPage{};
 }
 
 std::shared_ptr<WKWebView> webViewWithPage(std::string_view pageJSON) {
   auto view = std::make_shared<WKWebView>(CGRectMake(0, 0, 390, 700));
   view->loadPage(pageFromJSON(pageJSON));
   return view;
-}
-
-// ---- Page model
-
-TEST(WebPage, ReadsElementsShorthandsAndNesting) {
-  NSErrorOrNil error;
-  auto page = WebPage::pageWithJSON(R"({
-    "definesOcclusionFunction": true,
-    "scripts": ["var loaded = 1;"],
-    "body": [
-      {"tag": "FORM", "frame": [0, 0, 390, 300], "visibility": "hidden", "children": [
-        {"tag": "input", "type": "password", "id": "pw", "classes": ["a", "b"], "frame": [10, 20, 200, 30],
-         "attributes": {"Data-Zerva-Sensitive": "", "name": "secret"}, "value": "hunter2"},
-        {"tag": "p", "hidden": true, "display": "flex", "text": "hi", "frame": [0, 900, 50, 100]}
-      ]}
-    ]})",
-                                    &error);
-  ASSERT_TRUE(page) << error->localizedDescription();
-  EXPECT_FALSE(error);
-  EXPECT_TRUE(page->definesOcclusionFunction);
-  EXPECT_EQ(page->scripts, std::vector<std::string>{"var loaded = 1;"});
-  ASSERT_EQ(page->body.size(), 1u);
-  const WebElement& form = page->body[0];
-  EXPECT_EQ(form.tagName, "form");
-  EXPECT_EQ(form.visibility, "hidden");
-  ASSERT_EQ(form.children.size(), 2u);
-  const WebElement& input = form.children[0];
-  EXPECT_EQ(input.attributes, (std::map<std::string, std::string>{
-                                  {"type", "password"}, {"id", "pw"}, {"class", "a b"},
-                                  {"data-zerva-sensitive", ""}, {"name", "secret"}}));
-  EXPECT_EQ(input.classList(), (std::vector<std::string>{"a", "b"}));
-  EXPECT_EQ(input.frame, CGRectMake(10, 20, 200, 30));
-  EXPECT_EQ(input.value, "hunter2");
-  const WebElement& p = form.children[1];
-  EXPECT_TRUE(p.hasAttribute("hidden"));
-  EXPECT_EQ(p.computedDisplay(), "flex");  // the author's display beats the hidden attribute's
-  // The content reaches the farthest frame.
-  EXPECT_EQ(page->resolvedContentSize(), CGSizeMake(390, 1000));
-}
-
-TEST(WebPage, RefusesBadDocumentsNamingThePath) {
-  struct Case {
-    const char* json;
-    const char* path;
-  };
-  const Case cases[] = {
-      {R"({"body": [{"tag": "input", "frame": [0, 0, -1, 10]}]})", "$.body[0].frame[2]"},
-      {R"({"body": [{"tag": "input", "frame": [0, 0, 10]}]})", "$.body[0].frame"},
-      {R"({"body": [{"tag": "div", "children": [{"tag": "i", "visibility": "gone"}]}]})",
-       "$.body[0].children[0].visibility"},
-      {R"({"body": [{"tag": "div", "colour": "red"}]})", "$.body[0].colour"},
-      {R"({"body": [{"frame": [0, 0, 1, 1]}]})", "$.body[0].tag"},
-      {R"({"body": [{"tag": "x y"}]})", "$.body[0].tag"},
-      {R"({"body": [{"tag": "input", "type": "text", "attributes": {"type": "password"}}]})", "$.body[0].type"},
-      {R"({"body": [{"tag": "input", "attributes": {"name": 3}}]})", "$.body[0].attributes.name"},
-      {R"({"body": [{"tag": "input", "classes": ["a b"]}]})", "$.body[0].classes[0]"},
-      {R"({"scripts": [1]})", "$.scripts[0]"},
-      {R"({"contentSize": [100]})", "$.contentSize"},
-      {R"({"body": {}})", "$.body"},
-      {R"({"body": [)", "$"},
-  };
-  for (const auto& c : cases) {
-    NSErrorOrNil error;
-    EXPECT_FALSE(WebPage::pageWithJSON(c.json, &error, "login.json")) << c.json;
-    ASSERT_TRUE(error) << c.json;
-    EXPECT_EQ(error->domain(), WebPageErrorDomain);
-    EXPECT_NE(error->localizedDescription().find(std::string("login.json: ") + c.path + ": expected"),
-              std::string::npos)
-        << c.json << " -> " << error->localizedDescription();
-  }
 }
 
 WebElement element(std::string tag, std::map<std::string, std::string> attributes = {}) {
@@ -425,6 +355,21 @@ TEST(WebViewDOM, PageScriptsRunWhenThePageLoads) {
   // A failing script does not keep the later ones from running; the page sees no engine globals.
   EXPECT_EQ(evaluate(view, "[first, third]").result, json::parse(R"([2, "undefined"])"));
   EXPECT_EQ(log.count("a page script failed: A JavaScript exception occurred: Error: broken"), 1u);
+}
+
+TEST(WebViewDOM, UserScriptsRunBeforeEveryPagesOwnUntilRemoved) {
+  auto view = std::make_shared<WKWebView>(CGRectMake(0, 0, 390, 700));
+  view->addUserScript("var order = ['user'];");
+  view->addUserScript("order.push('second user');");
+  view->loadPage(pageFromJSON(R"({"scripts": ["order.push('page');"]})"));
+  EXPECT_EQ(evaluate(view, "order").result, json::parse(R"(["user", "second user", "page"])"));
+
+  view->loadPage(pageFromJSON(R"({"scripts": ["order.push('next page');"]})"));
+  EXPECT_EQ(evaluate(view, "order").result, json::parse(R"(["user", "second user", "next page"])"));
+
+  view->removeAllUserScripts();
+  view->loadPage(pageFromJSON("{}"));
+  EXPECT_EQ(evaluate(view, "typeof order").result, json("undefined"));
 }
 
 }  // namespace

@@ -122,13 +122,14 @@ TEST_F(SceneRecorderTest, WritesEveryOutputAndTheReportAgreesWithTheVideo) {
   EXPECT_FALSE(report["outcome"].contains("error"));
 
   auto sheet = UIImage::imageWithContentsOfFile((out / "contact-sheet.png").string());
-  ASSERT_TRUE(sheet);
+  ASSERT_TRUE(sheet) << sheet.error().localizedDescription();
   std::size_t masks = 0;
   for (const auto& entry : fs::directory_iterator(out / "masks")) masks += entry.path().extension() == ".png";
   EXPECT_EQ(masks, report["masks"]["written"].get<std::size_t>());
   EXPECT_GE(masks, probe.framePtsMs.size() - 1);
-  auto preview = UIImage::imageWithContentsOfFile((out / "masks" / "0000.png").string());
-  ASSERT_TRUE(preview);
+  auto read = UIImage::imageWithContentsOfFile((out / "masks" / "0000.png").string());
+  ASSERT_TRUE(read) << read.error().localizedDescription();
+  const auto& preview = *read;
   // Both panels: the app's picture (magenta secret) on the left, the recorded one (green box)
   // on the right, each 200 points wide.
   EXPECT_GT(preview->size().width, 400);

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/WebPage.h"
+#include "scene/ScenePageReader.h"
 #include "services/ZRConfigurationLoader.h"
 #include "services/ZRJSONReader.h"
 #include "services/ZROcclusionManager.h"
@@ -57,11 +57,10 @@ TEST(HostileJSON, EveryReaderRefusesTensOfThousandsOfLevels) {
   EXPECT_FALSE(manager->parseOcclusionfromVerifyRequest(R"({"occlusionRules": )" + deep + "}", std::nullopt));
   EXPECT_FALSE(manager->rulesFromJSONText(deep, "rules.json"));
 
-  NSErrorOrNil pageError;
-  EXPECT_FALSE(WebPage::pageWithJSON(R"({"body": [)" + deepObjects + "]}", &pageError, "page.json"));
-  ASSERT_TRUE(pageError);
-  EXPECT_EQ(pageError->localizedDescription().rfind("page.json: $.body[0].children[0].children[0]", 0), 0u);
-  EXPECT_NE(pageError->localizedDescription().find(kTooDeep), std::string::npos);
+  auto page = ScenePageReader::pageWithJSON(R"({"body": [)" + deepObjects + "]}", "page.json");
+  ASSERT_FALSE(page);
+  EXPECT_EQ(page.error().localizedDescription().rfind("page.json: $.body[0].children[0].children[0]", 0), 0u);
+  EXPECT_NE(page.error().localizedDescription().find(kTooDeep), std::string::npos);
 }
 
 TEST(HostileJSON, AConfigurationWhoseLogFileCannotBeOpenedIsRefusedAsItsOwnError) {

@@ -67,7 +67,7 @@ TEST_F(OcclusionManagerTest, RemovingATypeTouchesOneSourceOnly) {
   manager.removeOcclusionOfType(ZROcclusionTypeAllTextFields, ZROcclusionSourceManual);
   EXPECT_TRUE(manager.getOcclusionFromSource(ZROcclusionSourceManual)->empty());
   EXPECT_TRUE(manager.containsSettingOfType(ZROcclusionTypeAllTextFields, {"Any"}));  // the configuration's
-  manager.setOcclusion(ZROcclusionRules{}, 7);  // no such source: refused and logged
+  manager.setOcclusion(ZROcclusionRules{}, static_cast<ZROcclusionSource>(7));  // no such source: refused and logged
   EXPECT_EQ(ZRLogUtility::recordedTagsNamed("occlusion-invalidSource").size(), 1u);
 }
 

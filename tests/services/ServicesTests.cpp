@@ -202,7 +202,7 @@ TEST_F(ServicesTest, LogRecordIsBoundedAndCanGoToAFile) {
   ASSERT_FALSE(ZRLogUtility::setOutputFile(file.string()));
   ZRLogUtility::addInternalWarningTag("sessionRecord-failToStartVideo", {{"error", "disk full"}, {"quality", 2}});
   ZRLogUtility::addInternalVerboseTag("screenRecordingResume");
-  ZRLogUtility::setOutputFile(std::nullopt);
+  ASSERT_FALSE(ZRLogUtility::setOutputFile(std::nullopt));
   std::ifstream in(file);
   std::string first, second;
   std::getline(in, first);

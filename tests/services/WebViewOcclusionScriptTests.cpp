@@ -2,7 +2,7 @@
 
 #include "platform/NSRunLoop.h"
 #include "platform/WKWebView.h"
-#include "platform/WebPage.h"
+#include "scene/ScenePageReader.h"
 #include "services/ZRWebViewTracker.h"
 
 namespace zerva {
@@ -30,11 +30,10 @@ std::string wholeScript(bool occludeAllTextFields) {
 }
 
 std::shared_ptr<WKWebView> webViewWithPage(const std::string& bodyJSON, bool definesOcclusionFunction) {
-  NSErrorOrNil error;
-  auto page = WebPage::pageWithJSON(R"({"body": )" + bodyJSON + "}", &error);
-  EXPECT_TRUE(page) << (error ? error->localizedDescription() : "");
-  page->definesOcclusionFunction = definesOcclusionFunction;
+  auto page = ScenePageReader::pageWithJSON(R"({"body": )" + bodyJSON + "}");
+  EXPECT_TRUE(page) << (page ? "" : page.error().localizedDescription());
   auto view = std::make_shared<WKWebView>(CGRectMake(0, 0, 390, 800));
+  if (definesOcclusionFunction) ZRWebViewTracker::addPageScriptToWebView(*view);
   view->loadPage(*page);
   return view;
 }

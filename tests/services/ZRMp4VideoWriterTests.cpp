@@ -56,10 +56,10 @@ std::int64_t clipBytes(const ZRVideoEncoderConfig& config, int step) {
   const int frames = 15;
   const auto page = textPage(config.width, config.height + step * frames);
   std::int64_t total = 0;
-  NSErrorOrNil error;
-  auto writer = ZRMp4VideoWriter::create(config, &error);
-  EXPECT_TRUE(writer) << (error ? error->localizedDescription() : "");
-  if (!writer) return 0;
+  auto created = ZRMp4VideoWriter::create(config);
+  EXPECT_TRUE(created) << created.errorOrNil()->localizedDescription();
+  if (!created) return 0;
+  auto writer = std::move(*created);
   writer->startFile(std::make_unique<CountingOutput>(&total));
   for (int i = 0; i < frames; ++i) {
     const auto* top = reinterpret_cast<const std::uint8_t*>(page.data() + static_cast<std::size_t>(i * step) * config.width);

@@ -375,8 +375,9 @@ TEST(OcclusionScriptInChromium, BoxesFollowPinchZoomAndPanAsTheScreenShowsThem) 
   ASSERT_TRUE(shot.contains("data")) << shot.dump().substr(0, 200);
   const fs::path png = work.path() / "shown.png";
   std::ofstream(png, std::ios::binary) << decodeBase64(shot["data"].get<std::string>());
-  const auto image = UIImage::imageWithContentsOfFile(png.string());
-  ASSERT_TRUE(image);
+  const auto read = UIImage::imageWithContentsOfFile(png.string());
+  ASSERT_TRUE(read) << read.error().localizedDescription();
+  const auto& image = *read;
   ASSERT_EQ(image->pixelWidth(), 390u);
   ASSERT_EQ(image->pixelHeight(), 844u);
 

@@ -55,7 +55,7 @@ SceneGenerator::json SceneGenerator::generate() {
 
 SceneGenerator::json SceneGenerator::device() {
   screen_ = random_.pick(kScreens);
-  return {{"screen", {screen_.width, screen_.height}},
+  return {{"screen", {std::lround(screen_.width), std::lround(screen_.height)}},
           {"scale", random_.pick(std::vector<int>{1, 1, 1, 2})},
           {"os", random_.pick(std::vector<std::string>{"17.0", "17.0", "14.0", "12.4"})},
           {"orientation", "portrait"}};

@@ -47,7 +47,7 @@ void SceneGenerator::playTimeline() {
     } else {
       reloadPage(t);
     }
-    t += random_.between(60, 350);
+    t += random_.between(40, 220);
   }
   call(end_, {{"method", "stopScreenRecording"}, {"reason", random_.chance(0.8) ? 1 : 2}});
 }

@@ -35,6 +35,8 @@ SceneGenerator::json SceneGenerator::generate() {
   improvedCapture_ = random_.chance(options_.improvedCaptureShare);
   textRecognition_ = random_.chance(options_.textRecognitionShare);
   allTextFields_ = random_.chance(0.4);
+  platformType_ = random_.pick(std::vector<long>{0, 0, 1, 7});
+  animatedScrolls_ = improvedCapture_ || schematic_;
   customWord_ = random_.pick(std::vector<std::string>{"Falcon", "Orion", "Bluebird", "Nimbus"});
   planScreens();
 
@@ -82,8 +84,7 @@ SceneGenerator::json SceneGenerator::sdk() {
   json sdk = {{"recordingQuality", random_.pick(std::vector<int>{0, 1, 1, 2, 3})},
               {"sensitiveViewColor", random_.pick(std::vector<std::string>{"#333333", "#000000", "#5A5A5A"})},
               {"enableImprovedScreenCapture", improvedCapture_},
-              // 1 and 7 ask the page's own function, so their pages define it.
-              {"platformType", pagesDefineFunction_ ? random_.pick(std::vector<int>{0, 1, 7}) : 0},
+              {"platformType", platformType_},
               {"schematicCapture", schematic_},
               {"platformSchematicCapture", true}};
   if (!hidden.empty()) sdk["hiddenScreens"] = hidden;
@@ -98,7 +99,8 @@ SceneGenerator::json SceneGenerator::windows() const {
 }
 
 void SceneGenerator::add(long at, json event) {
-  at = std::min(at, end_);
+  // Nothing happens after the stop.
+  if (at > end_) return;
   // Whatever moves finishes by the stop.
   if (auto d = event.find("duration"); d != event.end() && event["do"] != "call") {
     *d = std::min(d->get<double>(), static_cast<double>(end_ - at) / 1000.0);

@@ -120,6 +120,8 @@ class SceneGenerator {
   bool improvedCapture_ = false;
   bool textRecognition_ = false;
   bool allTextFields_ = false;
+  bool animatedScrolls_ = false;  // scrolls that take time: never with layer rendering
+  long platformType_ = 0;
   bool pagesDefineFunction_ = false;
   std::string hiddenScreen_;   // hidden by a rule for the whole scene; its private views are secret
   bool hiddenBySettings_ = false;  // by the session settings, which the SDK applies with occludeScreen

@@ -20,6 +20,11 @@ inline nlohmann::ordered_json sceneRect(const CGRect& r) {
   return sceneRect(r.origin.x, r.origin.y, r.size.width, r.size.height);
 }
 
+/// [a, b] in whole points: sizes and offsets.
+inline nlohmann::ordered_json scenePair(double a, double b) {
+  return nlohmann::ordered_json::array({std::lround(a), std::lround(b)});
+}
+
 inline nlohmann::ordered_json sceneBox(const std::string& type, const nlohmann::ordered_json& frame,
                                        const std::optional<std::string>& background) {
   nlohmann::ordered_json view = {{"type", type}, {"frame", frame}};

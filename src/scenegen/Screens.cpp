@@ -11,8 +11,11 @@ namespace zerva {
 
 void SceneGenerator::planScreens() {
   const bool web = random_.chance(options_.webShare);
-  pagesDefineFunction_ = web && random_.chance(0.6);
-  const bool hybrid = improvedCapture_ && random_.chance(0.7);
+  // The handler calls the page's own occludeZervaElements unless the platform type is 1 or 7,
+  // when it sends the whole script: an app of another platform type puts the function in its pages.
+  pagesDefineFunction_ = (platformType_ != 1 && platformType_ != 7) || random_.chance(0.5);
+  // The hooks are asked for real frames taken without layer rendering only.
+  const bool hybrid = improvedCapture_ && !schematic_ && random_.chance(0.7);
   std::vector<ScreenKind> kinds = {ScreenKind::Form, ScreenKind::Feed};
   if (web) kinds.push_back(ScreenKind::Web);
   if (hybrid) kinds.push_back(ScreenKind::Hybrid);

@@ -48,7 +48,7 @@ SceneGenerator::json SceneGenerator::sheetScreen(ScreenPlan& plan) {
   root["children"] = json::array({std::move(content)});
 
   json screen = {{"presentation", presentation}};
-  if (size) screen["preferredSize"] = {size->width, size->height};
+  if (size) screen["preferredSize"] = scenePair(size->width, size->height);
   screen["view"] = std::move(root);
   return screen;
 }

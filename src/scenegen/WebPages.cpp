@@ -31,7 +31,7 @@ SceneGenerator::json SceneGenerator::page(bool definesFunction) {
   form["children"] = std::move(fields);
   json p = json::object();
   if (definesFunction) p["definesOcclusionFunction"] = true;
-  p["contentSize"] = {w, h * 2};
+  p["contentSize"] = scenePair(w, h * 2);
   p["body"] = json::array({{{"tag", "h1"}, {"frame", sceneRect(16, 0, w - 32, 40)}, {"text", "Checkout"}}, std::move(form)});
   return p;
 }

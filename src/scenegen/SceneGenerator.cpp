@@ -37,6 +37,7 @@ SceneGenerator::json SceneGenerator::generate() {
   allTextFields_ = random_.chance(0.4);
   platformType_ = random_.pick(std::vector<long>{0, 0, 1, 7});
   animatedScrolls_ = improvedCapture_ || schematic_;
+  manualIdentity_ = random_.chance(0.5);
   customWord_ = random_.pick(std::vector<std::string>{"Falcon", "Orion", "Bluebird", "Nimbus"});
   planScreens();
 

@@ -90,7 +90,7 @@ class SceneGenerator {
   void reloadPage(long at);
   // The timeline: Timeline.cpp.
   void playTimeline();
-  long showScreen(long at, std::size_t screen);
+  void showScreen(long at, std::size_t screen);
   void keyboardAndTyping(long at);
   void rotate(long at);
   void moveOrRemoveSensitiveView(long at);
@@ -101,7 +101,7 @@ class SceneGenerator {
   void pauseRecording(long at);
   void hideScreenByAPI(long at);
   void manualRectangles(long at);
-  void hybridHooks(long at, bool on);
+  void hybridHooks(long at);
   void occlusionRule(long at);
   void textRecognition(long at);
   void gesture(long at);
@@ -120,7 +120,9 @@ class SceneGenerator {
   bool improvedCapture_ = false;
   bool textRecognition_ = false;
   bool allTextFields_ = false;
-  bool animatedScrolls_ = false;  // scrolls that take time: never with layer rendering
+  bool animatedScrolls_ = false;
+  bool hasHybrid_ = false;       // a hybrid screen with the hooks: no manual rectangles then
+  bool manualIdentity_ = false;  // manual rectangles in identity groups, else plain  // scrolls that take time: never with layer rendering
   long platformType_ = 0;
   bool pagesDefineFunction_ = false;
   std::string hiddenScreen_;   // hidden by a rule for the whole scene; its private views are secret
@@ -140,10 +142,8 @@ class SceneGenerator {
   std::size_t current_ = 0;
   std::optional<std::size_t> presented_;
   bool keyboardUp_ = false;
-  bool hooksOn_ = false;
+  bool hooksOn_ = false;  // the hybrid screen shows, with its hooks, to the end
   bool landscape_ = false;
-  long hookDelay_ = 0;   // ms: the longer of the two hooks' reply delays
-  long calmUntil_ = 0;  // no screen change before: late hook replies still pending
   std::vector<std::string> gone_;  // views removed from the app
 };
 

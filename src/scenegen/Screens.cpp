@@ -19,6 +19,7 @@ void SceneGenerator::planScreens() {
   std::vector<ScreenKind> kinds = {ScreenKind::Form, ScreenKind::Feed};
   if (web) kinds.push_back(ScreenKind::Web);
   if (hybrid) kinds.push_back(ScreenKind::Hybrid);
+  hasHybrid_ = hybrid;
   const int count = static_cast<int>(random_.between(2, options_.contentScreens));
   while (static_cast<int>(kinds.size()) < count) {
     kinds.push_back(random_.pick(std::vector<ScreenKind>{ScreenKind::Form, ScreenKind::Feed, ScreenKind::Zoom}));

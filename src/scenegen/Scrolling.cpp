@@ -106,10 +106,10 @@ void SceneGenerator::scrollSomething(long at) {
       if (random_.chance(0.15)) return random_.chance(0.5) ? -40.0 : farthest + 40;
       return static_cast<double>(random_.between(0, static_cast<long>(farthest)));
     };
-    // Layer rendering draws where a scroll ends while masks follow it in flight, and a page
-    // reports where its scroll ends while the snapshot shows it in flight: animated scrolls only
-    // where neither can meet them.
-    const bool animated = animatedScrolls_ && scroll.view != screen->webView;
+    // Layer rendering draws where a scroll ends while the masks follow it in flight
+    // (tests/scenegen/leaks/): animated scrolls only where frames are not taken that way. A web
+    // view's screen always goes through the web route.
+    const bool animated = animatedScrolls_ || scroll.view == screen->webView;
     add(at, {{"do", "scroll"},
              {"view", scroll.view},
              {"to", scenePair(offset(scroll.farthest.x), offset(scroll.farthest.y))},

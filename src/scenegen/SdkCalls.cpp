@@ -2,7 +2,6 @@
 // manual rectangles, the hybrid-framework hooks, occlusion rules, text recognition and gestures.
 
 #include <algorithm>
-#include <cmath>
 
 #include "scenegen/SceneGenerator.h"
 #include "scenegen/SceneJson.h"
@@ -33,8 +32,10 @@ void SceneGenerator::hideScreenByAPI(long at) {
 }
 
 void SceneGenerator::manualRectangles(long at) {
-  // The on-demand source's answer replaces the manual rectangles while the hooks are on.
-  if (hooksOn_) return;
+  // The on-demand source's answer replaces the manual rectangles while the hooks are on, so a
+  // scene has either; and an identity group replaces the plain rectangles, so a scene hands them
+  // in one way only.
+  if (hasHybrid_) return;
   const double w = screen_.width, h = screen_.height;
   const double x = static_cast<double>(random_.between(0, static_cast<long>(w) - 120));
   const double y = static_cast<double>(random_.between(90, static_cast<long>(h) - 200));
@@ -45,7 +46,7 @@ void SceneGenerator::manualRectangles(long at) {
     rects.push_back(json::array({1, 2, 3}));
   }
   const std::string method = random_.chance(0.5) ? "addRectsToOcclude" : "addRectsForManualOcclusion";
-  const bool identity = random_.chance(0.6);
+  const bool identity = manualIdentity_;
   // Each frame takes the manual rectangles once, so a framework hands them in again and again.
   const long until = at + random_.between(150, 600);
   for (long t = at; t <= until; t += 50) {
@@ -55,28 +56,19 @@ void SceneGenerator::manualRectangles(long at) {
   }
 }
 
-void SceneGenerator::hybridHooks(long at, bool on) {
-  if (!improvedCapture_) return;
-  if (!on) {
-    call(at, {{"method", "occludeRectsOnNextFrame"}, {"reply", nullptr}});
-    call(at, {{"method", "pauseForOcclusionNextFrame"}, {"reply", nullptr}});
-    hooksOn_ = false;
-    // A frame asked just before the hooks went is answered up to the longer delay later.
-    calmUntil_ = at + hookDelay_ + 100;
-    return;
-  }
+void SceneGenerator::hybridHooks(long at) {
   const ScreenPlan& screen = current();
+  // One delay for the scene: answers owed for earlier frames then come in the order asked, each
+  // after the frame before it has handed its rectangles over.
   const std::vector<double> delays = {0, 0, 0.03, 0.15, 0.4};
-  const double pauseAfter = random_.pick(delays), sourceAfter = random_.pick(delays);
-  json pauseReply = json::object({{"paused", random_.chance(0.8)}, {"after", pauseAfter}});
-  json sourceReply = json::object({{"rects", json::array({sceneRect(*screen.hybridWidget)})}, {"after", sourceAfter}});
+  json pauseReply = json::object({{"paused", random_.chance(0.8)}, {"after", random_.pick(delays)}});
+  json sourceReply = json::object({{"rects", json::array({sceneRect(*screen.hybridWidget)})}, {"after", random_.pick(delays)}});
   // Sometimes a hook never answers: those frames are never made.
   if (random_.chance(0.15)) pauseReply = "never";
   if (random_.chance(0.15)) sourceReply = "never";
   call(at, {{"method", "pauseForOcclusionNextFrame"}, {"reply", pauseReply}});
   call(at, {{"method", "occludeRectsOnNextFrame"}, {"reply", sourceReply}});
   hooksOn_ = true;
-  hookDelay_ = std::lround(std::max(pauseAfter, sourceAfter) * 1000);
 }
 
 void SceneGenerator::occlusionRule(long at) {

@@ -18,7 +18,7 @@ const std::vector<CGSize> kScreens = {{390, 844}, {375, 667}, {428, 926}, {768, 
 }  // namespace
 
 SceneGenerator::SceneGenerator(std::uint64_t seed, SceneGeneratorOptions options)
-    : random_(seed), options_(options), seed_(seed) {
+    : random_(seed), options_(options) {
   options_.contentScreens = std::clamp(options_.contentScreens, 2, 8);
   end_ = std::max(500L, std::lround(options_.seconds * 1000));
 }

@@ -114,7 +114,6 @@ class SceneGenerator {
 
   SceneRandom random_;
   SceneGeneratorOptions options_;
-  std::uint64_t seed_;
   CGSize screen_{390, 844};
   bool schematic_ = false;
   bool improvedCapture_ = false;

@@ -78,6 +78,18 @@ class DemoSession {
   }
 
   ZRViewVideoHandler& handler() { return *handler_; }
+  ScenePlayer& player() { return *player_; }
+
+  /// Bytes of video written so far: the recording's file grows a fragment (about a second of
+  /// video) at a time.
+  std::uintmax_t videoBytes() const {
+    std::uintmax_t bytes = 0;
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_, ec)) {
+      if (entry.path().extension() == ".mp4") bytes += entry.file_size(ec);
+    }
+    return bytes;
+  }
 
   /// One frame through the capture driver, the clock a frame interval on first so that the
   /// recorder takes every frame.

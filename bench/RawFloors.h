@@ -8,7 +8,9 @@
 #include <pango/pangocairo.h>
 #include <x264.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdarg>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -194,11 +196,21 @@ inline RawPixels rawDownscale(const RawPixels& in, int width, int height) {
   return out;
 }
 
+/// The recorder's screen tuning in x264's own terms (ZRMp4VideoWriter with tuneForScreens).
+inline constexpr const char* kScreenTuning =
+    "me=umh:subme=6:psy=0:partitions=i8x8,i4x4:weightp=0:scenecut=20";
+/// The screen tuning as it was before sub-8x8 partitions and weighted prediction were dropped and
+/// the scene-cut threshold halved: what the encoder settings benchmark compares against.
+inline constexpr const char* kScreenTuningBefore = "me=umh:subme=6:psy=0";
+
 /// x264 driven directly, with the recorder's settings for a quality: preset, tune, rate factor,
-/// one thread, no B-frames, and its screen tuning when given a motion search range (0: none).
+/// one thread, no B-frames, and `tuning` (x264 "key=value:..." options, nullptr for none) with
+/// its motion search range. Luma PSNR of every frame is kept when asked for.
 class RawX264 {
  public:
-  RawX264(int width, int height, int crf, double fps, int motionSearchRange) : width_(width), height_(height) {
+  RawX264(int width, int height, int crf, double fps, int motionSearchRange, const char* tuning = kScreenTuning,
+          bool psnr = false)
+      : width_(width), height_(height) {
     x264_param_t p;
     x264_param_default_preset(&p, "veryfast", "zerolatency");
     p.i_width = width;
@@ -211,11 +223,19 @@ class RawX264 {
     p.i_bframe = 0;
     p.rc.i_rc_method = X264_RC_CRF;
     p.rc.f_rf_constant = static_cast<float>(crf);
-    if (motionSearchRange > 0) {
-      p.analyse.i_me_method = X264_ME_UMH;
+    p.analyse.b_psnr = psnr;
+    // x264 keeps PSNR only at its info level, at which it also prints a summary on closing.
+    p.pf_log = [](void*, int, const char*, va_list) {};
+    if (motionSearchRange > 0 && tuning) {
       p.analyse.i_me_range = motionSearchRange;
-      p.analyse.i_subpel_refine = 6;
-      p.analyse.b_psy = 0;
+      std::string options(tuning);
+      for (std::size_t at = 0; at < options.size();) {
+        const std::size_t end = std::min(options.find(':', at), options.size());
+        const std::string option = options.substr(at, end - at);
+        const std::size_t eq = option.find('=');
+        x264_param_parse(&p, option.substr(0, eq).c_str(), option.substr(eq + 1).c_str());
+        at = end + 1;
+      }
     }
     x264_param_apply_profile(&p, "high");
     encoder_ = x264_encoder_open(&p);
@@ -240,14 +260,19 @@ class RawX264 {
     x264_nal_t* nals = nullptr;
     int count = 0;
     x264_picture_t out;
-    return x264_encoder_encode(encoder_, &nals, &count, &picture_, &out);
+    const int bytes = x264_encoder_encode(encoder_, &nals, &count, &picture_, &out);
+    if (bytes > 0) lumaPsnr_.push_back(std::min(99.0, out.prop.f_psnr[0]));
+    return bytes;
   }
+  /// Luma PSNR of each encoded frame's reconstruction (what a decoder shows), when asked for.
+  const std::vector<double>& lumaPsnr() const { return lumaPsnr_; }
 
  private:
   int width_, height_;
   x264_t* encoder_ = nullptr;
   x264_picture_t picture_{};
   std::int64_t pts_ = 0;
+  std::vector<double> lumaPsnr_;
 };
 
 }  // namespace zerva::bench

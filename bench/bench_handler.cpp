@@ -22,6 +22,7 @@
 #include <libyuv.h>
 
 #include "BenchContent.h"
+#include "ContentFrames.h"
 #include "DecodedVideo.h"
 #include "DemoSession.h"
 #include "RawFloors.h"
@@ -29,6 +30,7 @@
 #include "platform/CGImage.h"
 #include "platform/CairoHandles.h"
 #include "platform/UIApplication.h"
+#include "platform/UIScrollView.h"
 #include "platform/UIGraphicsImageRenderer.h"
 #include "platform/UIWindow.h"
 #include "services/HVHierarchyScanner.h"
@@ -103,6 +105,46 @@ void BM_WholeFrame(benchmark::State& state) {
   state.counters["frames_in_video"] = static_cast<double>(session.handler().numFramesInVideo() - before);
   nameFrame(state);
 }
+
+// The feed scrolled without pause at 600 points a second (60 points a frame, down to the end of
+// its content and back), every frame through the whole pipeline: what a frame of a scroll costs
+// all threads together, and the bytes per second of the video it makes (30 s of it).
+void BM_WholeFrameScrolling(benchmark::State& state) {
+  ZRViewVideoHandler::setSchematicCapture(state.range(0) == 0);
+  DemoSession session(kDemoMoments[0], static_cast<double>(state.range(1)));
+  auto feed = std::dynamic_pointer_cast<UIScrollView>(session.player().viewNamed("feedScroll"));
+  const double end = feed->contentSize().height - feed->bounds().size.height;
+  double offset = 0, step = 60;
+  Percentiles times;
+  session.settle();
+  const auto bytesBefore = session.videoBytes();
+  for (auto _ : state) {
+    if (offset + step > end || offset + step < 0) step = -step;
+    offset += step;
+    feed->setContentOffset({0, offset});
+    const double begin = cpuSeconds(CLOCK_PROCESS_CPUTIME_ID);
+    session.captureOne();
+    session.settle();
+    const double spent = cpuSeconds(CLOCK_PROCESS_CPUTIME_ID) - begin;
+    state.SetIterationTime(spent);
+    times.ms.push_back(spent * 1000);
+  }
+  ZRViewVideoHandler::setSchematicCapture(true);
+  double sum = 0;
+  for (double ms : times.ms) sum += ms;
+  state.counters["mean_ms"] = sum / static_cast<double>(times.ms.size());
+  times.report(state, false);
+  state.counters["KB_per_s"] =
+      static_cast<double>(session.videoBytes() - bytesBefore) / 1024.0 / (static_cast<double>(state.iterations()) / 10);
+  state.SetLabel(std::string(state.range(0) ? "real " : "schematic ") + "feed scrolling " +
+                 std::to_string(state.range(1)) + "x");
+}
+BENCHMARK(BM_WholeFrameScrolling)
+    ->ArgsProduct({{0, 1}, {1, 3}})
+    ->ArgNames({"real", "scale"})
+    ->UseManualTime()
+    ->Iterations(300)
+    ->Unit(benchmark::kMillisecond);
 
 void frameArgs(benchmark::internal::Benchmark* b) {
   b->ArgsProduct({{0, 1}, {0, 1, 2, 3}, {1, 3}})->ArgNames({"real", "screen", "scale"});
@@ -290,6 +332,11 @@ class CountingOutput final : public ZRVideoOutput {
   std::string path_ = "(counting)";
 };
 
+/// Keeps the first error of a run of writer calls.
+void keepFirst(NSErrorOrNil& first, NSErrorOrNil error) {
+  if (error && !first) first = std::move(error);
+}
+
 ZRVideoEncoderConfig mediumConfig() {
   return ZRSessionVideoSettings(ZRVideoQualityMedium, {390, 844}).encoderConfig();
 }
@@ -302,7 +349,7 @@ void BM_StageConvertAndEncode(benchmark::State& state) {
   RawPixels frame{config.width, config.height,
                   std::vector<std::uint8_t>(static_cast<std::size_t>(config.width) * config.height * 4)};
   auto writer = std::move(*ZRMp4VideoWriter::create(config));
-  writer->startFile(std::make_unique<CountingOutput>());
+  NSErrorOrNil failure = writer->startFile(std::make_unique<CountingOutput>());
   RawX264 raw(config.width, config.height, config.constantRateFactor, config.frameRate,
               config.tuneForScreens ? config.motionSearchRange : 0);
   double convert = 0;
@@ -314,7 +361,7 @@ void BM_StageConvertAndEncode(benchmark::State& state) {
     libyuv::ARGBScale(content.pixels(), static_cast<int>(content.bytesPerRow()), content.width(), content.height(),
                       frame.argb.data(), frame.width * 4, frame.width, frame.height, libyuv::kFilterBilinear);
     const ZRBGRAFrame bgra{frame.width, frame.height, static_cast<std::size_t>(frame.width) * 4, frame.argb.data()};
-    pair.run([&] { writer->encodeFrame(bgra, seconds); },
+    pair.run([&] { keepFirst(failure, writer->encodeFrame(bgra, seconds)); },
              [&] {
                const double t = cpuSeconds(CLOCK_THREAD_CPUTIME_ID);
                raw.convert(frame);
@@ -322,43 +369,12 @@ void BM_StageConvertAndEncode(benchmark::State& state) {
                raw.encode();
              });
   }
-  writer->finish();
+  keepFirst(failure, writer->finish());
+  if (failure) state.SkipWithError(failure->localizedDescription().c_str());
   pair.report(state, "conversion + encoding vs libyuv + x264, medium");
   state.counters["floor_convert_ms"] = convert / static_cast<double>(state.iterations()) * 1000;
 }
 BENCHMARK(BM_StageConvertAndEncode)->Unit(benchmark::kMillisecond)->Iterations(400);
-
-/// Frames of the medium video's size, one per 0.1 s, from a source.
-class FrameSource {
- public:
-  virtual ~FrameSource() = default;
-  virtual int frames() const = 0;
-  /// Pixels of frame i at the video size (width x height x 4 bytes).
-  virtual const std::uint8_t* frame(int i) = 0;
-};
-
-class ContentSource final : public FrameSource {
- public:
-  ContentSource(Content kind, bool continuous, double seconds, int width, int height)
-      : content_(kind, 400, 844), continuous_(continuous), frames_(static_cast<int>(seconds * 10)), width_(width),
-        height_(height), pixels_(static_cast<std::size_t>(width) * height * 4) {}
-  int frames() const override { return frames_; }
-  const std::uint8_t* frame(int i) override {
-    double t = i / 10.0;
-    // Without pause: only the scrolling parts of each 4-second cycle, back to back.
-    if (continuous_) t = std::floor(t / 1.5) * 4.0 + std::fmod(t, 1.5);
-    content_.renderAt(t);
-    libyuv::ARGBScale(content_.pixels(), static_cast<int>(content_.bytesPerRow()), content_.width(),
-                      content_.height(), pixels_.data(), width_ * 4, width_, height_, libyuv::kFilterBilinear);
-    return pixels_.data();
-  }
-
- private:
-  ContentGenerator content_;
-  bool continuous_;
-  int frames_, width_, height_;
-  std::vector<std::uint8_t> pixels_;
-};
 
 // The demo session from its start to its end, each frame the handler's schematic drawing of the
 // screen at that moment, scaled to the video size.
@@ -396,19 +412,12 @@ class DemoSource final : public FrameSource {
 };
 
 std::unique_ptr<FrameSource> videoSource(int which, int width, int height) {
-  switch (which) {
-    case 0: return std::make_unique<ContentSource>(Content::Schematic, false, 60, width, height);
-    case 1: return std::make_unique<ContentSource>(Content::Photo, false, 60, width, height);
-    case 2: return std::make_unique<ContentSource>(Content::Schematic, true, 30, width, height);
-    case 3: return std::make_unique<ContentSource>(Content::Photo, true, 30, width, height);
-    default: return std::make_unique<DemoSource>(width, height);
-  }
+  if (which < kContentSources) return contentSource(which, width, height);
+  return std::make_unique<DemoSource>(width, height);
 }
-const char* const kVideoSources[] = {"bench list, scrolling 1.5 s of 4", "bench photos, scrolling 1.5 s of 4",
-                                     "bench list, scrolling without pause", "bench photos, scrolling without pause",
-                                     "demo session"};
+const char* videoSourceName(int which) { return which < kContentSources ? kContentSourceNames[which] : "demo session"; }
 
-// Args: source (kVideoSources), settings (0 today's medium, 1 medium as it was: CRF 28 and the
+// Args: source (contentSource, then the demo session), settings (0 today's medium, 1 medium as it was: CRF 28 and the
 // preset's own motion search and refinement). Bytes per second of video, luma PSNR of every decoded frame against
 // the frame handed over, and the encoding CPU per frame.
 void BM_VideoMedium(benchmark::State& state) {
@@ -424,16 +433,22 @@ void BM_VideoMedium(benchmark::State& state) {
     std::vector<std::vector<std::uint8_t>> luma;
     auto writer = std::move(*ZRMp4VideoWriter::create(config));
     std::filesystem::remove(path);
-    writer->startFile(ZRVideoOutputCreateFile(path, nullptr));
+    NSErrorOrNil failure = writer->startFile(ZRVideoOutputCreateFile(path, nullptr));
     double cpu = 0;
     for (int i = 0; i < source->frames(); ++i) {
       const std::uint8_t* pixels = source->frame(i);
       luma.push_back(lumaOf(pixels, config.width, config.height, static_cast<std::size_t>(config.width) * 4));
       const double t = cpuSeconds(CLOCK_THREAD_CPUTIME_ID);
-      writer->encodeFrame({config.width, config.height, static_cast<std::size_t>(config.width) * 4, pixels}, i / 10.0);
+      keepFirst(failure, writer->encodeFrame({config.width, config.height, static_cast<std::size_t>(config.width) * 4,
+                                              pixels},
+                                             i / 10.0));
       cpu += cpuSeconds(CLOCK_THREAD_CPUTIME_ID) - t;
     }
-    writer->finish();
+    keepFirst(failure, writer->finish());
+    if (failure) {
+      state.SkipWithError(failure->localizedDescription().c_str());
+      break;
+    }
     const double seconds = source->frames() / 10.0;
     double sum = 0, worst = 99;
     int index = 0;
@@ -451,7 +466,7 @@ void BM_VideoMedium(benchmark::State& state) {
     state.counters["encode_ms"] = cpu / source->frames() * 1000;
   }
   std::filesystem::remove(path);
-  state.SetLabel(std::string(kVideoSources[state.range(0)]) + (state.range(1) ? ", as before" : ""));
+  state.SetLabel(std::string(videoSourceName(static_cast<int>(state.range(0)))) + (state.range(1) ? ", as before" : ""));
 }
 BENCHMARK(BM_VideoMedium)
     ->ArgsProduct({{0, 1, 2, 3, 4}, {0, 1}})

@@ -2,7 +2,7 @@
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all setup build test check-install test-asan test-tsan fuzz fuzz-build fuzz-brief load bench run clean \
+.PHONY: audit all setup build test check-install test-asan test-tsan fuzz fuzz-build fuzz-brief load bench run clean \
   check-includes check-thread-safety
 
 all: build
@@ -85,3 +85,12 @@ run: build
 
 clean:
 	rm -rf build
+
+# The leak audit over generated scenes (docs/scene-generator.md, docs/reliability.md): seeds
+# AUDIT_FIRST to AUDIT_LAST, a line per seed and the totals; a seed that leaks prints the commands
+# that reproduce it. Fails unless every seed is clean.
+AUDIT_FIRST ?= 1
+AUDIT_LAST ?= 500
+audit: setup build/release/build.ninja
+	cmake --build build/release -j $(JOBS) --target zerva-scene
+	build/release/tools/zerva-scene audit-generated --first $(AUDIT_FIRST) --last $(AUDIT_LAST)

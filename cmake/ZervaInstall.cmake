@@ -13,11 +13,12 @@ install(TARGETS zerva_screenvideo EXPORT ZervaScreenVideoTargets
 # The scene tool: with the library, a way to check scene files and see what they show.
 install(TARGETS zerva-scene RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-# The headers a program needs: the handler and what its header reaches (platform, services), and
-# scenes. The handler's topic folders (recording/, capture/, ...) hold no public headers. Left
+# The headers a program needs: the handler and what its header reaches (platform, services),
+# scenes, and the leak audit (for programs that audit scenes they make). The handler's topic folders (recording/, capture/, ...) hold no public headers. Left
 # out: the Cairo handles (they include cairo.h), the handler's file statics and thread checks.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/handler ${PROJECT_SOURCE_DIR}/src/platform
                   ${PROJECT_SOURCE_DIR}/src/services ${PROJECT_SOURCE_DIR}/src/scene
+                  ${PROJECT_SOURCE_DIR}/src/audit
         DESTINATION ${ZERVA_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h"
         PATTERN "CairoHandles.h" EXCLUDE

@@ -15,6 +15,7 @@
 #include <CLI/CLI.hpp>
 #include <unistd.h>
 
+#include "audit/LeakAudit.h"
 #include "platform/NSRunLoop.h"
 #include "platform/ProcessClock.h"
 #include "platform/StringWithFormat.h"
@@ -22,6 +23,7 @@
 #include "review/SceneRecorder.h"
 #include "scene/SceneLoader.h"
 #include "scene/ScenePlayer.h"
+#include "scenegen/GeneratedSceneAudit.h"
 #include "scenegen/SceneGenerator.h"
 
 namespace fs = std::filesystem;
@@ -127,6 +129,50 @@ int generate(std::uint64_t seed, const SceneGeneratorOptions& options, const std
   return 0;
 }
 
+int audit(const std::string& path, LeakAuditOptions options) {
+  const bool interactive = isatty(STDERR_FILENO) != 0;
+  if (interactive) {
+    options.progress = [](double done, double total, std::size_t frames) {
+      std::fprintf(stderr, "\rzerva-scene: %6.1f of %.1f s, %zu frames", done, total, frames);
+      std::fflush(stderr);
+    };
+  }
+  const auto result = LeakAudit::runFile(path, options);
+  if (interactive) std::fprintf(stderr, "\n");
+  switch (result.status) {
+    case LeakAuditResult::Status::BadScene:
+      std::fprintf(stderr, "zerva-scene: %s\n", result.message.c_str());
+      return 2;
+    case LeakAuditResult::Status::Failed:
+      // What was audited before the failure still counts for the reader.
+      if (result.framesAudited > 0) std::fputs(result.summary().c_str(), stdout);
+      std::fprintf(stderr, "zerva-scene: %s\n", result.message.c_str());
+      return 1;
+    case LeakAuditResult::Status::Leaked:
+    case LeakAuditResult::Status::Clean:
+      break;
+  }
+  std::fputs(result.summary().c_str(), stdout);
+  if (!result.reportPath.empty()) std::printf("report          %s\n", result.reportPath.c_str());
+  if (result.status == LeakAuditResult::Status::Leaked) {
+    std::fprintf(stderr, "zerva-scene: %s: secret content reached %zu of %zu frames\n", path.c_str(),
+                 result.leakedFrames.size(), result.framesAudited);
+    return 1;
+  }
+  return 0;
+}
+
+int auditGenerated(std::uint64_t first, std::uint64_t last, const SceneGeneratorOptions& options) {
+  GeneratedSceneAudit audit(options);
+  for (std::uint64_t seed = first; seed <= last; ++seed) {
+    const auto result = audit.audit(seed);
+    std::printf("%s\n", audit.line(seed, result).c_str());
+    std::fflush(stdout);
+  }
+  std::printf("total: %s\n", audit.totals().c_str());
+  return audit.clean() ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -176,9 +222,38 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(2, 8))
       ->capture_default_str();
 
+  std::string auditPath;
+  LeakAuditOptions auditOptions;
+  auto* auditCommand = app.add_subcommand(
+      "audit",
+      "Record a scene with its secret content in a colour of its own and check every frame of the video for "
+      "it: prints frames audited and pixels leaked, writes DIR/leaks/NNNN.png for each frame with a leak and "
+      "DIR/audit.json. Exits 1 on any leak (or when the recording fails), 2 for a scene refused, 0 when clean.");
+  auditCommand->add_option("scene", auditPath, "the scene file (JSON)")->required();
+  auditCommand->add_option("--out", auditOptions.outputFolder,
+                           "folder for the video, leak pictures and report (default: a temporary folder, kept "
+                           "only when something leaked)");
+
+  std::uint64_t firstSeed = 1, lastSeed = 500;
+  SceneGeneratorOptions auditGeneratedOptions;
+  auto* auditGeneratedCommand = app.add_subcommand(
+      "audit-generated",
+      "Generate and audit the scenes of seeds FIRST to LAST: a line per seed (with the commands that reproduce a "
+      "seed that leaked, was refused or failed) and the totals. Exits 1 unless every seed was clean.");
+  auditGeneratedCommand->add_option("--first", firstSeed, "the first seed")->capture_default_str();
+  auditGeneratedCommand->add_option("--last", lastSeed, "the last seed")->capture_default_str();
+  auditGeneratedCommand->add_option("--seconds", auditGeneratedOptions.seconds, "scene time recorded")
+      ->check(CLI::Range(0.5, 600.0))
+      ->capture_default_str();
+  auditGeneratedCommand->add_option("--screens", auditGeneratedOptions.contentScreens, "full screens at most, besides sheets")
+      ->check(CLI::Range(2, 8))
+      ->capture_default_str();
+
   CLI11_PARSE(app, argc, argv);
+  if (*auditGeneratedCommand) return auditGenerated(firstSeed, lastSeed, auditGeneratedOptions);
   if (*validateCommand) return validate(validatePath);
   if (*generateCommand) return generate(seed, generateOptions, generateOut);
+  if (*auditCommand) return audit(auditPath, auditOptions);
   if (*recordCommand) return record(recordOptions);
   return render(renderPath, times, every, outDir, scale);
 }

@@ -2,7 +2,7 @@
 // An optional observer of frames on their way into the video, for tools that show what each frame
 // hid and why (zerva-scene record). The handler calls it only while one is set
 // (ZRViewVideoHandler::setFrameInspector), so a recording without one pays a null test per call
-// site. It is no part of the SDK's interface and changes nothing the handler does.
+// site. It is no part of the SDK's interface; but for a test's setMaskFault it changes nothing.
 //
 // Rectangles travel through the handler as plain rect strings; the inspector learns the source of
 // each where it is made (noteRects) and labels a masked frame's list by looking them up. A rect
@@ -11,13 +11,13 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "handler/ZROcclusionRecords.h"
 #include "platform/CGGeometry.h"
+#include "platform/Mutex.h"
 
 namespace zerva {
 
@@ -76,6 +76,8 @@ class ZRFrameInspector {
  public:
   using CaptureObserver = std::function<void(const ZRFrameCaptureRun&)>;
   using FrameObserver = std::function<void(const ZRFrameInspection&)>;
+  /// Changes a frame's rectangles (points of the frame image) right before they are painted.
+  using MaskFault = std::function<void(ZRRectStringList& rects)>;
 
   /// Either observer may be empty. Both may be called on any thread; the frame observer on the
   /// frame queue, one frame at a time.
@@ -89,11 +91,18 @@ class ZRFrameInspector {
   void captureRunDidEnd(const ZRFrameCaptureRun& run) const;
   void frameWasMasked(const ZRFrameInspection& frame) const;
 
+  /// Tests only: a masking fault, to prove that a check of recorded videos catches what it would
+  /// do (a rectangle too small, a stale one, one left out). Set it with the inspector, before a
+  /// recording starts; called on the frame queue. Production code never sets one.
+  const MaskFault& maskFault() const { return maskFault_; }
+  void setMaskFault(MaskFault fault) { maskFault_ = std::move(fault); }
+
  private:
   CaptureObserver captureObserver_;
   FrameObserver frameObserver_;
-  mutable std::mutex mutex_;
-  std::unordered_map<std::string, ZRHiddenRectSource> sources_;  // by mutex_
+  MaskFault maskFault_;
+  mutable Mutex mutex_;
+  std::unordered_map<std::string, ZRHiddenRectSource> sources_ GUARDED_BY(mutex_);
 };
 
 }  // namespace zerva

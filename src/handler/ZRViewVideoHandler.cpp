@@ -6,6 +6,7 @@
 
 #include "handler/ZRViewVideoHandlerStatics.h"
 #include "platform/CADisplayLink.h"
+#include "platform/MutexLock.h"
 #include "services/InternalZRConfiguration.h"
 #include "services/ScreenImageProcessor.h"
 #include "services/ZRAppUtil.h"
@@ -125,7 +126,7 @@ void ZRViewVideoHandler::init() {
 
   setRunningOnIpadInPhoneMode(ZRAppUtil::iPadInPhoneMode());
   {
-    std::lock_guard lock(visibleScreensMutex_);
+    MutexLock lock(visibleScreensMutex_);
     visibleScreens_.clear();
   }
 
@@ -141,7 +142,7 @@ void ZRViewVideoHandler::init() {
   setImageRenderer(std::make_shared<ZRImageRenderer>());
   imageRenderer()->setUseImageRenderer(configuration->enableImprovedScreenCapture());
   {
-    std::lock_guard lock(visibleScreensMutex_);
+    MutexLock lock(visibleScreensMutex_);
     screenNamesByControllerId_.clear();
   }
   setupWebViewParameters();

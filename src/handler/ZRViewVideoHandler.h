@@ -51,6 +51,7 @@
 #include "platform/CGContext.h"
 #include "platform/CGGeometry.h"
 #include "platform/DispatchQueue.h"
+#include "platform/Mutex.h"
 #include "platform/NSError.h"
 #include "platform/NSObject.h"
 #include "platform/UIColor.h"
@@ -574,9 +575,9 @@ class ZRViewVideoHandler : public NSObject {
   std::atomic<bool> endOfSession_hideFullScreen_APICall_{false};
   std::atomic<bool> endOfSession_hideFullScreenGestures_APICall_{false};
   // Visible screens, under their own lock: SDK calls change them on any thread.
-  mutable std::mutex visibleScreensMutex_;
-  std::vector<std::string> visibleScreens_;                                  // by visibleScreensMutex_
-  std::map<std::string, std::string> screenNamesByControllerId_;  // by visibleScreensMutex_
+  mutable Mutex visibleScreensMutex_;
+  std::vector<std::string> visibleScreens_ GUARDED_BY(visibleScreensMutex_);
+  std::map<std::string, std::string> screenNamesByControllerId_ GUARDED_BY(visibleScreensMutex_);
 
   // Sensitive views.
   ZRLockedValue<std::shared_ptr<std::vector<ZRSensitiveViewEntry>>> sensitiveViews_;  // contents by monitor_

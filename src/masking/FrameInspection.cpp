@@ -1,10 +1,9 @@
 // The optional frame inspector: where each rectangle came from, and each frame before and after
 // masking, for tools. Called on the thread of each call site; a no-op without an inspector.
 
-#include <mutex>
-
 #include "handler/ZRFrameInspector.h"
 #include "handler/ZRViewVideoHandler.h"
+#include "platform/MutexLock.h"
 #include "platform/UIImage.h"
 #include "services/ZROcclusionManager.h"
 
@@ -48,14 +47,14 @@ ZRFrameInspector::ZRFrameInspector(CaptureObserver captureObserver, FrameObserve
     : captureObserver_(std::move(captureObserver)), frameObserver_(std::move(frameObserver)) {}
 
 void ZRFrameInspector::noteRects(const ZRRectStringList& rects, ZRHiddenRectSource source) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   for (const auto& rect : rects) sources_[rect] = source;
 }
 
 std::vector<ZRInspectedRect> ZRFrameInspector::inspectedRects(const ZRRectStringList& rects) const {
   std::vector<ZRInspectedRect> inspected;
   inspected.reserve(rects.size());
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   for (const auto& rect : rects) {
     const auto found = sources_.find(rect);
     inspected.push_back({CGRectFromString(rect), found == sources_.end() ? ZRHiddenRectSource::Unknown : found->second});

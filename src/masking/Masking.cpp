@@ -1,6 +1,7 @@
 // Painting a frame's occlusion into its image: opaque boxes over its rectangles, or over all of
 // it, then the screen rules of the occlusion manager. Frame queue.
 
+#include "handler/ZRFrameInspector.h"
 #include "handler/ZRThreadChecks.h"
 #include "handler/ZRViewVideoHandler.h"
 #include "platform/UIGraphicsImageRenderer.h"
@@ -36,10 +37,18 @@ std::shared_ptr<UIImage> ZRViewVideoHandler::occludeSensitiveViewsIntoImage(cons
                                                                           const ZRRectStringList& occlusionRects,
                                                                           bool flipCoords, bool hideFullScreen) {
   ZR_ASSERT_FRAME_QUEUE();
+  // A test's masking fault works on a copy; without an inspector this is one null test.
+  const ZRRectStringList* rects = &occlusionRects;
+  ZRRectStringList faulty;
+  if (auto inspector = frameInspector(); inspector && inspector->maskFault()) {
+    faulty = occlusionRects;
+    inspector->maskFault()(faulty);
+    rects = &faulty;
+  }
   // Nothing to paint: no image is drawn, the screen rules see the capture itself.
-  if (!hideFullScreen && occlusionRects.empty()) return occludeUsingNewAPI(image, screens);
+  if (!hideFullScreen && rects->empty()) return occludeUsingNewAPI(image, screens);
 
-  auto masked = drawOccludedImageForImage(image, occlusionRects, hideFullScreen, flipCoords);
+  auto masked = drawOccludedImageForImage(image, *rects, hideFullScreen, flipCoords);
   // A fully covered image has nothing left for a screen rule to hide.
   if (hideFullScreen) return masked;
   return occludeUsingNewAPI(masked, screens);

@@ -2,10 +2,10 @@
 // occlusion manager. Any thread (occludeUsingNewAPI on the frame queue); no lock but the list's.
 
 #include <algorithm>
-#include <mutex>
 
 #include "handler/ZRThreadChecks.h"
 #include "handler/ZRViewVideoHandler.h"
+#include "platform/MutexLock.h"
 #include "services/InternalZRConfiguration.h"
 #include "services/ZRHeatTimeHandler.h"
 #include "services/ZROcclusionManager.h"
@@ -25,12 +25,12 @@ void removeFirstScreenNamed(std::vector<std::string>& screens, const std::string
 // --- Visible screens ----------------------------------------------------------------------------
 
 void ZRViewVideoHandler::addVisibleScreens(const std::vector<std::string>& names) {
-  std::lock_guard lock(visibleScreensMutex_);
+  MutexLock lock(visibleScreensMutex_);
   visibleScreens_.insert(visibleScreens_.end(), names.begin(), names.end());
 }
 
 void ZRViewVideoHandler::addVisibleScreen(const std::optional<std::string>& name, const std::string& controllerId) {
-  std::lock_guard lock(visibleScreensMutex_);
+  MutexLock lock(visibleScreensMutex_);
   if (auto previous = screenNamesByControllerId_.find(controllerId); previous != screenNamesByControllerId_.end()) {
     removeFirstScreenNamed(visibleScreens_, previous->second);
   }
@@ -50,17 +50,17 @@ void ZRViewVideoHandler::removeVisibleScreenForControllerId(const std::string& c
 }
 
 void ZRViewVideoHandler::removeVisibleScreenForName(const std::string& name) {
-  std::lock_guard lock(visibleScreensMutex_);
+  MutexLock lock(visibleScreensMutex_);
   removeFirstScreenNamed(visibleScreens_, name);
 }
 
 void ZRViewVideoHandler::removeAllVisibleScreens() {
-  std::lock_guard lock(visibleScreensMutex_);
+  MutexLock lock(visibleScreensMutex_);
   visibleScreens_.clear();
 }
 
 std::vector<std::string> ZRViewVideoHandler::visibleScreenNames() const {
-  std::lock_guard lock(visibleScreensMutex_);
+  MutexLock lock(visibleScreensMutex_);
   return visibleScreens_;
 }
 

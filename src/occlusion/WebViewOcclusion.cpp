@@ -3,11 +3,11 @@
 
 #include <cmath>
 #include <cstdlib>
-#include <mutex>
 
 #include "handler/ZRThreadChecks.h"
 #include "handler/ZRViewVideoHandler.h"
 #include "occlusion/WindowScale.h"
+#include "platform/MutexLock.h"
 #include "platform/StringWithFormat.h"
 #include "platform/UIScreen.h"
 #include "platform/UIWindow.h"
@@ -20,8 +20,8 @@ namespace {
 
 // Appear and disappear may race on two threads; the test-and-clear of disappear must not drop
 // a web view that appeared in between.
-std::mutex& screenWebviewChangeMutex() {
-  static std::mutex mutex;
+Mutex& screenWebviewChangeMutex() {
+  static Mutex mutex;
   return mutex;
 }
 
@@ -36,12 +36,12 @@ std::optional<double> doubleValueOf(const nlohmann::json& value) {
 }  // namespace
 
 void ZRViewVideoHandler::screenWebViewWillAppear(const std::shared_ptr<WKWebView>& webView) {
-  std::lock_guard lock(screenWebviewChangeMutex());
+  MutexLock lock(screenWebviewChangeMutex());
   setScreenWebview(webView);
 }
 
 void ZRViewVideoHandler::screenWebViewDidDisappear(const std::shared_ptr<WKWebView>& webView) {
-  std::lock_guard lock(screenWebviewChangeMutex());
+  MutexLock lock(screenWebviewChangeMutex());
   if (screenWebview() == webView) setScreenWebview(nullptr);
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/MutexLock.h"
 #include "platform/NSRunLoop.h"
 #include "platform/ProcessClock.h"
 
@@ -31,7 +32,7 @@ void CADisplayLink::invalidate() {
   valid_ = false;
   Action released;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     released.swap(action_);
   }
 }
@@ -39,12 +40,12 @@ void CADisplayLink::invalidate() {
 void CADisplayLink::setPreferredFramesPerSecond(int fps) { preferredFramesPerSecond_ = std::max(0, fps); }
 
 CAFrameRateRange CADisplayLink::preferredFrameRateRange() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return range_;
 }
 
 void CADisplayLink::setPreferredFrameRateRange(CAFrameRateRange range) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   range_ = range;
 }
 
@@ -79,7 +80,7 @@ void CADisplayLink::fire(double scheduledTime) {
   timestamp_ = scheduledTime;
   Action action;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     action = action_;
   }
   if (action) action(*this);

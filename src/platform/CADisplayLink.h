@@ -11,9 +11,9 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "platform/Mutex.h"
 #include "platform/NSObject.h"
 #include "platform/NSRunLoopSource.h"
 
@@ -78,9 +78,9 @@ class CADisplayLink : public NSObject, public NSRunLoopSource {
  private:
   static long long refreshIndexAtOrBefore(double time);
 
-  mutable std::mutex mutex_;
-  Action action_;
-  CAFrameRateRange range_;
+  mutable Mutex mutex_;
+  Action action_ GUARDED_BY(mutex_);
+  CAFrameRateRange range_ GUARDED_BY(mutex_);
   std::atomic<int> preferredFramesPerSecond_{0};
   std::atomic<bool> valid_{true};
   std::atomic<bool> paused_{false};

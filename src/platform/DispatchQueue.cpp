@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/MutexLock.h"
 #include "platform/NSRunLoop.h"
 
 namespace zerva {
@@ -22,11 +23,11 @@ DispatchQueue::DispatchQueue(std::string label, Kind kind, int concurrentThreads
 DispatchQueue::~DispatchQueue() {
   std::vector<std::thread> workers;
   {
-    std::lock_guard lock(state_->mutex);
+    MutexLock lock(state_->mutex);
     state_->shuttingDown = true;
     workers.swap(workers_);
   }
-  state_->workAvailable.notify_all();
+  state_->workAvailable.notifyAll();
   for (auto& t : workers) {
     if (t.get_id() == std::this_thread::get_id()) {
       t.detach();  // released by our own block: that worker finishes on the shared state
@@ -59,11 +60,12 @@ void DispatchQueue::async(std::function<void()> block) {
   // A block may release the queue as soon as it is queued: keep what this call still needs.
   const auto state = state_;
   {
-    std::lock_guard lock(state->mutex);
-    state->queue.push_back(std::move(block));
+    // No block runs before the lock is released, so the queue itself is still here inside it.
+    MutexLock lock(state_->mutex);
+    state_->queue.push_back(std::move(block));
     startWorkersLocked();
   }
-  state->workAvailable.notify_one();
+  state->workAvailable.notifyOne();
 }
 
 void DispatchQueue::sync(const std::function<void()>& block) {
@@ -77,17 +79,19 @@ void DispatchQueue::sync(const std::function<void()>& block) {
     block();
     return;
   }
-  std::mutex doneMutex;
-  std::condition_variable doneCv;
-  bool done = false;
+  struct Completion {
+    Mutex mutex;
+    ConditionVariable changed;
+    bool done GUARDED_BY(mutex) = false;
+  } completion;
   async([&] {
     block();
-    std::lock_guard lock(doneMutex);
-    done = true;
-    doneCv.notify_all();
+    MutexLock lock(completion.mutex);
+    completion.done = true;
+    completion.changed.notifyAll();
   });
-  std::unique_lock lock(doneMutex);
-  doneCv.wait(lock, [&] { return done; });
+  MutexLock lock(completion.mutex);
+  while (!completion.done) completion.changed.wait(completion.mutex);
 }
 
 void DispatchQueue::drain() {
@@ -95,25 +99,25 @@ void DispatchQueue::drain() {
     NSRunLoop::mainRunLoop().runPending();
     return;
   }
-  std::unique_lock lock(state_->mutex);
-  state_->idle.wait(lock, [this] { return state_->queue.empty() && state_->running == 0; });
+  MutexLock lock(state_->mutex);
+  while (!state_->queue.empty() || state_->running != 0) state_->idle.wait(state_->mutex);
 }
 
 void DispatchQueue::workerLoop(const std::shared_ptr<State>& state) {
   RunningScope scope(state.get());
-  std::unique_lock lock(state->mutex);
+  MutexLock lock(state->mutex);
   while (true) {
-    state->workAvailable.wait(lock, [&] { return state->shuttingDown || !state->queue.empty(); });
+    while (!state->shuttingDown && state->queue.empty()) state->workAvailable.wait(state->mutex);
     if (state->queue.empty()) return;  // shutting down with nothing left to run
     auto block = std::move(state->queue.front());
     state->queue.pop_front();
     ++state->running;
-    lock.unlock();
+    state->mutex.unlock();
     block();
     block = nullptr;  // release what the block captured before reporting idle
-    lock.lock();
+    state->mutex.lock();
     --state->running;
-    if (state->queue.empty() && state->running == 0) state->idle.notify_all();
+    if (state->queue.empty() && state->running == 0) state->idle.notifyAll();
   }
 }
 

@@ -4,7 +4,6 @@
 // on the main run loop. Tests wait for a queue with drain(), never by sleeping.
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -13,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/ConditionVariable.h"
+#include "platform/Mutex.h"
 #include "platform/ThreadCheck.h"
 
 namespace zerva {
@@ -52,22 +53,22 @@ class DispatchQueue : public std::enable_shared_from_this<DispatchQueue> {
   // Shared with the worker threads, so that a queue released by one of its own blocks leaves
   // that worker something valid to finish on.
   struct State {
-    std::mutex mutex;
-    std::condition_variable workAvailable;
-    std::condition_variable idle;
-    std::deque<std::function<void()>> queue;
-    int running = 0;
-    bool shuttingDown = false;
+    Mutex mutex;
+    ConditionVariable workAvailable;
+    ConditionVariable idle;
+    std::deque<std::function<void()>> queue GUARDED_BY(mutex);
+    int running GUARDED_BY(mutex) = 0;
+    bool shuttingDown GUARDED_BY(mutex) = false;
   };
 
   static void workerLoop(const std::shared_ptr<State>& state);
-  void startWorkersLocked();
+  void startWorkersLocked() REQUIRES(state_->mutex);
 
   const std::string label_;
   const Kind kind_;
   const int maxThreads_;
   const std::shared_ptr<State> state_ = std::make_shared<State>();
-  std::vector<std::thread> workers_;  // guarded by state_->mutex
+  std::vector<std::thread> workers_ GUARDED_BY(state_->mutex);
 };
 
 using dispatch_queue_t = std::shared_ptr<DispatchQueue>;

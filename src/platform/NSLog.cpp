@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "platform/MutexLock.h"
+
 namespace zerva {
 
 namespace {
@@ -9,8 +11,8 @@ namespace {
 void writeToStandardError(const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); }
 
 struct SinkSlot {
-  std::mutex mutex;
-  NSLogSink sink = writeToStandardError;
+  Mutex mutex;
+  NSLogSink sink GUARDED_BY(mutex) = writeToStandardError;
 };
 
 SinkSlot& slot() {
@@ -23,14 +25,14 @@ SinkSlot& slot() {
 void NSLog(const std::string& line) {
   NSLogSink sink;
   {
-    std::lock_guard lock(slot().mutex);
+    MutexLock lock(slot().mutex);
     sink = slot().sink;
   }
   sink(line);
 }
 
 NSLogSink setNSLogSink(NSLogSink sink) {
-  std::lock_guard lock(slot().mutex);
+  MutexLock lock(slot().mutex);
   NSLogSink previous = std::move(slot().sink);
   slot().sink = sink ? std::move(sink) : NSLogSink(writeToStandardError);
   return previous;
@@ -38,7 +40,7 @@ NSLogSink setNSLogSink(NSLogSink sink) {
 
 NSLogCapture::NSLogCapture() {
   previous_ = setNSLogSink([this](const std::string& line) {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     lines_.push_back(line);
   });
 }
@@ -46,12 +48,12 @@ NSLogCapture::NSLogCapture() {
 NSLogCapture::~NSLogCapture() { setNSLogSink(std::move(previous_)); }
 
 std::vector<std::string> NSLogCapture::lines() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return lines_;
 }
 
 size_t NSLogCapture::count(const std::string& text) const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   size_t n = 0;
   for (const auto& l : lines_) n += l.find(text) != std::string::npos;
   return n;

@@ -2,9 +2,10 @@
 // The platform log. Lines go to a sink: standard error by default; tests capture them.
 
 #include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
+
+#include "platform/Mutex.h"
 
 namespace zerva {
 
@@ -28,8 +29,8 @@ class NSLogCapture {
   size_t count(const std::string& text) const;
 
  private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
+  mutable Mutex mutex_;
+  std::vector<std::string> lines_ GUARDED_BY(mutex_);
   NSLogSink previous_;
 };
 

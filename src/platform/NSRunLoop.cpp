@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/MutexLock.h"
 #include "platform/ProcessClock.h"
 
 namespace zerva {
@@ -31,26 +32,26 @@ NSRunLoop& NSRunLoop::currentRunLoop() {
 void NSRunLoop::performBlock(std::function<void()> block) {
   if (!block) return;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     posted_.push_back(std::move(block));
   }
-  wake_.notify_all();
+  wake_.notifyAll();
 }
 
 void NSRunLoop::addSource(std::shared_ptr<NSRunLoopSource> source, const std::string& mode) {
   if (!source) return;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     for (const Entry& e : sources_) {
       if (e.source == source && e.mode == mode) return;
     }
     sources_.push_back({std::move(source), mode});
   }
-  wake_.notify_all();
+  wake_.notifyAll();
 }
 
 size_t NSRunLoop::sourceCount() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return static_cast<size_t>(std::count_if(sources_.begin(), sources_.end(),
                                            [](const Entry& e) { return e.source->isValid(); }));
 }
@@ -63,7 +64,7 @@ bool NSRunLoop::modeMatches(const std::string& sourceMode) const {
 bool NSRunLoop::runPostedBlocks() {
   std::deque<std::function<void()>> batch;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     batch.swap(posted_);
   }
   for (auto& block : batch) block();
@@ -71,7 +72,7 @@ bool NSRunLoop::runPostedBlocks() {
 }
 
 double NSRunLoop::nextFireTime() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   double next = kInfinity;
   for (const Entry& e : sources_) {
     if (e.source->isValid() && !e.source->isPaused() && modeMatches(e.mode)) {
@@ -85,7 +86,7 @@ bool NSRunLoop::fireOneDueSource(double now) {
   std::shared_ptr<NSRunLoopSource> due;
   double dueTime = kInfinity;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     std::erase_if(sources_, [](const Entry& e) { return !e.source->isValid(); });
     for (const Entry& e : sources_) {
       if (e.source->isPaused() || !modeMatches(e.mode)) continue;
@@ -106,9 +107,17 @@ void NSRunLoop::waitForWork(double untilMediaTime) {
   const double waitFor = clock.isManual() ? kManualClockPollSeconds
                                           : std::min(untilMediaTime - clock.now(), 3600.0);
   if (!(waitFor > 0)) return;
-  std::unique_lock lock(mutex_);
-  wake_.wait_for(lock, std::chrono::duration<double>(waitFor),
-                 [this] { return !posted_.empty() || stopRequested_.load(); });
+  waitForPostedWork(waitFor);
+}
+
+void NSRunLoop::waitForPostedWork(double seconds) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+  MutexLock lock(mutex_);
+  while (posted_.empty() && !stopRequested_.load()) {
+    const double left = std::chrono::duration<double>(deadline - std::chrono::steady_clock::now()).count();
+    if (!(left > 0)) return;
+    wake_.waitFor(mutex_, left);
+  }
 }
 
 void NSRunLoop::runMode(const std::string& mode, double mediaTime) {
@@ -146,9 +155,7 @@ bool NSRunLoop::runUntil(const std::function<bool()>& done, double timeoutSecond
     const double untilNextSource = clock.isManual() ? kManualClockPollSeconds : nextFireTime() - clock.now();
     const auto realLeft = std::chrono::duration<double>(deadline - std::chrono::steady_clock::now()).count();
     const double waitFor = std::clamp(std::min(untilNextSource, realLeft), 0.0, kManualClockPollSeconds * 20);
-    std::unique_lock lock(mutex_);
-    wake_.wait_for(lock, std::chrono::duration<double>(waitFor),
-                   [this] { return !posted_.empty() || stopRequested_.load(); });
+    waitForPostedWork(waitFor);
   }
 }
 
@@ -163,7 +170,7 @@ void NSRunLoop::runPending() {
 
 void NSRunLoop::stop() {
   stopRequested_ = true;
-  wake_.notify_all();
+  wake_.notifyAll();
 }
 
 }  // namespace zerva

@@ -7,15 +7,15 @@
 // display-link ticks fire at exactly their timestamps and no test waits in real time.
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "platform/ConditionVariable.h"
+#include "platform/Mutex.h"
 #include "platform/NSRunLoopSource.h"
 
 namespace zerva {
@@ -72,13 +72,15 @@ class NSRunLoop {
   /// Earliest fire time of the active sources, or +infinity.
   double nextFireTime() const;
   bool modeMatches(const std::string& sourceMode) const;
+  /// Waits on wake_ for at most `seconds`, or until a block is posted or a stop requested.
+  void waitForPostedWork(double seconds) EXCLUDES(mutex_);
   void waitForWork(double untilMediaTime);
 
   std::atomic<std::thread::id> thread_{std::this_thread::get_id()};
-  mutable std::mutex mutex_;
-  std::condition_variable wake_;
-  std::deque<std::function<void()>> posted_;
-  std::vector<Entry> sources_;
+  mutable Mutex mutex_;
+  ConditionVariable wake_;
+  std::deque<std::function<void()>> posted_ GUARDED_BY(mutex_);
+  std::vector<Entry> sources_ GUARDED_BY(mutex_);
   std::string mode_ = NSDefaultRunLoopMode;
   std::atomic<bool> stopRequested_{false};
 };

@@ -1,8 +1,9 @@
 #include "platform/ObjCClass.h"
 
 #include <map>
-#include <mutex>
 
+#include "platform/Mutex.h"
+#include "platform/MutexLock.h"
 #include "platform/NSObject.h"
 #include "platform/PlatformClasses.h"
 
@@ -11,8 +12,8 @@ namespace zerva {
 namespace {
 
 struct Registry {
-  std::mutex mutex;
-  std::map<std::string, std::unique_ptr<ObjCClass>, std::less<>> classes;
+  Mutex mutex;
+  std::map<std::string, std::unique_ptr<ObjCClass>, std::less<>> classes GUARDED_BY(mutex);
 };
 
 Registry& registry() {
@@ -27,7 +28,7 @@ ObjCClass::ObjCClass(std::string name, Class superclass, Factory factory)
 
 Class ObjCClass::registerBuiltin(const std::string& name, Class superclass, Factory factory) {
   Registry& r = registry();
-  std::lock_guard lock(r.mutex);
+  MutexLock lock(r.mutex);
   auto& slot = r.classes[name];
   if (!slot) slot = std::make_unique<ObjCClass>(name, superclass, std::move(factory));
   return slot.get();
@@ -37,7 +38,7 @@ Class ObjCClass::registerClass(const std::string& name, Class superclass) {
   if (!superclass || name.empty()) return nullptr;
   registerPlatformClasses();
   Registry& r = registry();
-  std::lock_guard lock(r.mutex);
+  MutexLock lock(r.mutex);
   auto& slot = r.classes[name];
   if (!slot) slot = std::make_unique<ObjCClass>(name, superclass, nullptr);
   return slot->superclass() == superclass ? slot.get() : nullptr;
@@ -64,7 +65,7 @@ std::shared_ptr<NSObject> ObjCClass::createInstance() const {
 Class NSClassFromString(std::string_view name) {
   registerPlatformClasses();
   Registry& r = registry();
-  std::lock_guard lock(r.mutex);
+  MutexLock lock(r.mutex);
   auto it = r.classes.find(name);
   return it == r.classes.end() ? nullptr : it->second.get();
 }

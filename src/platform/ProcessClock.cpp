@@ -1,9 +1,11 @@
 #include "platform/ProcessClock.h"
 
 #include <chrono>
-#include <mutex>
 #include <thread>
 #include <vector>
+
+#include "platform/Mutex.h"
+#include "platform/MutexLock.h"
 
 namespace zerva {
 
@@ -14,8 +16,8 @@ std::shared_ptr<ProcessClock>& installedClock() {
   return clock;
 }
 
-std::mutex& clockMutex() {
-  static std::mutex m;
+Mutex& clockMutex() {
+  static Mutex m;
   return m;
 }
 
@@ -30,7 +32,7 @@ std::atomic<ProcessClock*>& currentClock() {
 ProcessClock& ProcessClock::current() { return *currentClock().load(std::memory_order_acquire); }
 
 void ProcessClock::install(std::shared_ptr<ProcessClock> clock) {
-  std::lock_guard lock(clockMutex());
+  MutexLock lock(clockMutex());
   if (!clock) clock = std::make_shared<RealClock>();
   // The previous clock is kept alive: a thread may still be reading it.
   static std::vector<std::shared_ptr<ProcessClock>> retired;

@@ -2,7 +2,9 @@
 // Holds a process-wide shared instance that tests may replace: made on first use, thread-safe.
 
 #include <memory>
-#include <mutex>
+
+#include "platform/Mutex.h"
+#include "platform/MutexLock.h"
 
 namespace zerva {
 
@@ -10,19 +12,19 @@ template <class T>
 class SharedInstanceSlot {
  public:
   std::shared_ptr<T> get() {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (!instance_) instance_ = std::make_shared<T>();
     return instance_;
   }
   /// Replaces the instance; nullptr makes a fresh one on next use.
   void replace(std::shared_ptr<T> instance) {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     instance_ = std::move(instance);
   }
 
  private:
-  std::mutex mutex_;
-  std::shared_ptr<T> instance_;
+  Mutex mutex_;
+  std::shared_ptr<T> instance_ GUARDED_BY(mutex_);
 };
 
 }  // namespace zerva

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "platform/MutexLock.h"
 #include "platform/StringWithFormat.h"
 #include "platform/UIImage.h"
 #include "review/MaskPreview.h"
@@ -20,7 +21,10 @@ std::shared_ptr<ZRFrameInspector> FrameInspectionLog::makeInspector() {
   std::weak_ptr<FrameInspectionLog> weakSelf = shared_from_this();
   return std::make_shared<ZRFrameInspector>(
       [weakSelf](const ZRFrameCaptureRun& run) {
-        if (auto self = weakSelf.lock()) self->runDidEnd(run);
+        if (auto self = weakSelf.lock()) {
+          self->runDidEnd(run);
+          if (self->runObserver_) self->runObserver_(run);
+        }
       },
       [weakSelf](const ZRFrameInspection& frame) {
         if (auto self = weakSelf.lock()) self->frameWasMasked(frame);
@@ -30,7 +34,7 @@ std::shared_ptr<ZRFrameInspector> FrameInspectionLog::makeInspector() {
 void FrameInspectionLog::runDidEnd(const ZRFrameCaptureRun& run) {
   bool wantPicture = false;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     runs_.push_back(run);
     if (!run.tookPicture) return;
     // Real frames are pictures of the screen already; the others need one beside them. The
@@ -45,7 +49,7 @@ void FrameInspectionLog::runDidEnd(const ZRFrameCaptureRun& run) {
 
   std::optional<std::pair<std::size_t, ZRFrameInspection>> ready;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (auto it = waiting_.find(run.frameTime); it != waiting_.end()) {
       ready = std::move(it->second);
       waiting_.erase(it);
@@ -60,7 +64,7 @@ void FrameInspectionLog::frameWasMasked(const ZRFrameInspection& frame) {
   std::size_t index = 0;
   std::shared_ptr<UIImage> shown;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     index = frames_.size();
     frames_.push_back({frame.kind, frame.frameTime, frame.presentationTime, frame.hidden});
     auto picture = screenPictures_.find(frame.frameTime);
@@ -91,7 +95,7 @@ void FrameInspectionLog::writePreview(std::size_t index, const ZRFrameInspection
   } else {
     error = UIImageWritePNGToFile(*preview, path);
   }
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   if (!error) {
     ++masksWritten_;
   } else if (!firstError_) {
@@ -100,34 +104,34 @@ void FrameInspectionLog::writePreview(std::size_t index, const ZRFrameInspection
 }
 
 std::vector<ZRFrameCaptureRun> FrameInspectionLog::runs() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return runs_;
 }
 
 std::vector<FrameInspectionLog::Frame> FrameInspectionLog::frames() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return frames_;
 }
 
 std::size_t FrameInspectionLog::frameCount() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return frames_.size();
 }
 
 std::size_t FrameInspectionLog::masksWritten() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return masksWritten_;
 }
 
 NSErrorOrNil FrameInspectionLog::finish() {
   std::map<double, std::pair<std::size_t, ZRFrameInspection>> waiting;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     waiting.swap(waiting_);
     screenPictures_.clear();
   }
   for (const auto& [stamp, entry] : waiting) writePreview(entry.first, entry.second, nullptr);
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return firstError_;
 }
 

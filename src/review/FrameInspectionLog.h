@@ -10,11 +10,11 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "handler/ZRFrameInspector.h"
+#include "platform/Mutex.h"
 #include "platform/NSError.h"
 
 namespace zerva {
@@ -41,6 +41,9 @@ class FrameInspectionLog : public std::enable_shared_from_this<FrameInspectionLo
   /// An inspector for the handler that reports here (the log may go first: it holds it weakly).
   std::shared_ptr<ZRFrameInspector> makeInspector();
 
+  /// Told of each run after the log has it (main thread). Set it before the recording starts.
+  void setRunObserver(ZRFrameInspector::CaptureObserver observer) { runObserver_ = std::move(observer); }
+
   std::vector<ZRFrameCaptureRun> runs() const;
   std::vector<Frame> frames() const;
   std::size_t frameCount() const;
@@ -60,17 +63,18 @@ class FrameInspectionLog : public std::enable_shared_from_this<FrameInspectionLo
   const std::string masksFolder_;
   const int maskEvery_;
   const ScreenPicture screen_;
+  ZRFrameInspector::CaptureObserver runObserver_;
 
-  mutable std::mutex mutex_;
-  std::vector<ZRFrameCaptureRun> runs_;              // by mutex_
-  std::vector<Frame> frames_;                        // by mutex_
-  std::size_t picturesTaken_ = 0;                    // by mutex_
+  mutable Mutex mutex_;
+  std::vector<ZRFrameCaptureRun> runs_ GUARDED_BY(mutex_);
+  std::vector<Frame> frames_ GUARDED_BY(mutex_);
+  std::size_t picturesTaken_ GUARDED_BY(mutex_) = 0;
   /// Screen pictures by frame stamp, until their frame comes.
-  std::map<double, std::shared_ptr<UIImage>> screenPictures_;  // by mutex_
+  std::map<double, std::shared_ptr<UIImage>> screenPictures_ GUARDED_BY(mutex_);
   /// Frames waiting for their screen picture, by frame stamp, with their index.
-  std::map<double, std::pair<std::size_t, ZRFrameInspection>> waiting_;  // by mutex_
-  std::size_t masksWritten_ = 0;                     // by mutex_
-  NSErrorOrNil firstError_;                          // by mutex_
+  std::map<double, std::pair<std::size_t, ZRFrameInspection>> waiting_ GUARDED_BY(mutex_);
+  std::size_t masksWritten_ GUARDED_BY(mutex_) = 0;
+  NSErrorOrNil firstError_ GUARDED_BY(mutex_);
 };
 
 }  // namespace zerva

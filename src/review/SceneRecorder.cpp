@@ -85,16 +85,20 @@ void settle(const std::shared_ptr<ZRViewVideoHandler>& handler) {
 }
 
 SceneRecorder::Result failure(std::string message, RecordingReport report = {}) {
-  return {SceneRecorder::Status::Failed, std::move(message), std::move(report)};
+  return {SceneRecorder::Status::Failed, std::move(message), std::move(report), {}};
 }
 
 }  // namespace
 
 SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options) {
-  NSErrorOrNil loadError;
-  auto scene = SceneLoader::loadFile(options.scenePath, &loadError);
+  std::optional<Scene> scene = options.scene;
   if (!scene) {
-    return {Status::BadScene, loadError ? loadError->localizedDescription() : "cannot load " + options.scenePath, {}};
+    NSErrorOrNil loadError;
+    scene = SceneLoader::loadFile(options.scenePath, &loadError);
+    if (!scene) {
+      return {Status::BadScene, loadError ? loadError->localizedDescription() : "cannot load " + options.scenePath, {},
+              {}};
+    }
   }
   const fs::path folder(options.outputFolder);
   const bool masks = options.maskEvery > 0;
@@ -115,6 +119,7 @@ SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options
   ScenePlayer player(std::move(*scene));
   auto log = FrameInspectionLog::create(masks ? (folder / kMasksFolder).string() : std::string(), options.maskEvery,
                                         [&player] { return player.renderScreen(1); });
+  log->setRunObserver(options.afterCaptureRun);
   handler->setFrameInspector(log->makeInspector());
   // However the run ends, the handler must not report to a log that is gone.
   struct InspectorReset {
@@ -124,7 +129,11 @@ SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options
 
   SceneSdkSession session(player.scene(), player, handler);
   session.applySdkSettings();
-  player.setCallHandler([&session](const SceneCall& call) { session.perform(call); });
+  player.setCallHandler([&session, &player, &options](const SceneCall& call) {
+    if (options.beforeCall) options.beforeCall(call, player);
+    session.perform(call);
+  });
+  if (options.beforePlay) options.beforePlay(handler);
   player.start(loop);
   // A scene without a start call is recorded from its beginning to its end.
   if (!session.sceneStartsRecording()) {
@@ -194,7 +203,7 @@ SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options
   }
   report.compile(log->runs(), log->frames(), video);
 
-  if (auto sheet = ContactSheet::draw(video)) {
+  if (auto sheet = options.contactSheet ? ContactSheet::draw(video) : nullptr) {
     const fs::path sheetPath = folder / kContactSheetFile;
     if (auto error = UIImageWritePNGToFile(*sheet, sheetPath.string())) {
       if (problem.empty()) problem = error->localizedDescription();
@@ -210,8 +219,13 @@ SceneRecorder::Result SceneRecorder::record(const SceneRecordingOptions& options
   reportFile.close();
   if (!reportFile && problem.empty()) problem = "cannot write the report " + reportPath.string();
 
-  if (!problem.empty()) return failure(problem, std::move(report));
-  return {Status::Recorded, {}, std::move(report)};
+  Result result{Status::Recorded, {}, std::move(report), {}};
+  if (options.keepVideo) result.video = std::move(video);
+  if (!problem.empty()) {
+    result.status = Status::Failed;
+    result.message = std::move(problem);
+  }
+  return result;
 }
 
 }  // namespace zerva

@@ -8,20 +8,40 @@
 // the report): tooling around the component, not part of it, and not needed by scenes alone.
 
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 
+#include "handler/ZRFrameInspector.h"
 #include "review/RecordingReport.h"
+#include "review/VideoFrameReader.h"
+#include "scene/SceneModel.h"
 
 namespace zerva {
 
+class ScenePlayer;
+class ZRViewVideoHandler;
+
 struct SceneRecordingOptions {
   std::string scenePath;
+  /// The scene, already loaded (and perhaps changed): played instead of reading scenePath,
+  /// which then only names it in the report.
+  std::optional<Scene> scene;
   std::string outputFolder;
   bool realtime = false;
   /// 0: no mask previews; N: every N-th frame.
   int maskEvery = 1;
   /// Called on the main thread as the scene plays: scene seconds done, of total, frames so far.
   std::function<void(double done, double total, std::size_t frames)> progress;
+  /// Main thread, right before each of the timeline's calls is performed.
+  std::function<void(const SceneCall& call, ScenePlayer& player)> beforeCall;
+  /// Once the handler is set up (SDK settings applied, frame inspector set), before the scene plays.
+  std::function<void(const std::shared_ptr<ZRViewVideoHandler>& handler)> beforePlay;
+  /// Main thread, at the end of each run of the frame driver.
+  std::function<void(const ZRFrameCaptureRun& run)> afterCaptureRun;
+  bool contactSheet = true;
+  /// Keep the decoded video in Result::video.
+  bool keepVideo = false;
 };
 
 class SceneRecorder {
@@ -36,6 +56,8 @@ class SceneRecorder {
     /// Why it failed, for people; names the file or folder at fault.
     std::string message;
     RecordingReport report;
+    /// With keepVideo, every frame of the session video as decoded.
+    DecodedVideo video;
   };
 
   /// Output files, in the output folder.

@@ -40,6 +40,9 @@ struct SceneViewSpec {
   bool clips = false;
   double cornerRadius = 0;
   double zPosition = 0;
+  /// Content that must never show in a session video: `zerva-scene audit` draws it in its
+  /// secret colour and fails when that colour reaches a frame (docs/audit.md).
+  bool secret = false;
   // Labels and text fields.
   std::string text;
   double fontSize = 17;

@@ -124,7 +124,7 @@ std::optional<SceneImageSpec> SceneReader::image(const json& value, const std::s
 std::optional<SceneViewSpec> SceneReader::view(const json& value, const std::string& path) {
   if (!json_.expectObject(value, path,
                           {"type", "name", "frame", "background", "alpha", "hidden", "clips", "cornerRadius", "zPosition",
-                           "text", "font", "textColor", "alignment", "lines", "hint", "secure", "image",
+                           "secret", "text", "font", "textColor", "alignment", "lines", "hint", "secure", "image",
                            "contentSize", "contentOffset", "page", "children"})) {
     return std::nullopt;
   }
@@ -142,6 +142,7 @@ std::optional<SceneViewSpec> SceneReader::view(const json& value, const std::str
   if (auto b = json_.readBool(value, "clips", path)) v.clips = *b;
   if (auto r = ranged(value, "cornerRadius", path, 0, 1e6, "a radius of 0 or more")) v.cornerRadius = *r;
   if (auto z = json_.readNumber(value, "zPosition", path)) v.zPosition = *z;
+  if (auto s = json_.readBool(value, "secret", path)) v.secret = *s;
   if (auto t = json_.readString(value, "text", path)) v.text = *t;
   if (auto it = value.find("font"); it != value.end()) {
     const std::string at = path + ".font";

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "handler/ZRViewVideoHandler.h"
+#include "platform/MutexLock.h"
 #include "platform/NSRunLoop.h"
 #include "platform/NSTimer.h"
 #include "scene/ScenePlayer.h"
@@ -81,7 +82,7 @@ void SceneSdkSession::stopRecording(unsigned long reason) {
     auto results = weak.lock();
     if (!results) return;
     {
-      std::lock_guard lock(results->mutex);
+      MutexLock lock(results->mutex);
       results->outcome = RecordingOutcome{reason, std::move(path), std::move(error)};
     }
     results->stopDelivered = true;
@@ -89,12 +90,12 @@ void SceneSdkSession::stopRecording(unsigned long reason) {
 }
 
 std::vector<SceneSdkSession::TextRecognitionAnswer> SceneSdkSession::textRecognitionAnswers() const {
-  std::lock_guard lock(async_->mutex);
+  MutexLock lock(async_->mutex);
   return async_->textRecognitionAnswers;
 }
 
 std::optional<SceneSdkSession::RecordingOutcome> SceneSdkSession::recordingOutcome() const {
-  std::lock_guard lock(async_->mutex);
+  MutexLock lock(async_->mutex);
   return async_->outcome;
 }
 

@@ -10,12 +10,12 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/CGGeometry.h"
+#include "platform/Mutex.h"
 #include "platform/NSError.h"
 #include "scene/SceneModel.h"
 
@@ -94,9 +94,9 @@ class SceneSdkSession {
   /// What completions on the frame queue write; shared with them, so that a completion that
   /// comes after the session is gone writes into nothing that was freed.
   struct AsyncResults {
-    std::mutex mutex;
-    std::vector<TextRecognitionAnswer> textRecognitionAnswers;  // by mutex
-    std::optional<RecordingOutcome> outcome;                     // by mutex
+    Mutex mutex;
+    std::vector<TextRecognitionAnswer> textRecognitionAnswers GUARDED_BY(mutex);
+    std::optional<RecordingOutcome> outcome GUARDED_BY(mutex);
     std::atomic<bool> stopDelivered{false};
   };
 

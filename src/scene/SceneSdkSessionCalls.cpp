@@ -2,6 +2,7 @@
 // recognition, with the scripted hook replies. Main thread; hook replies run on the scene's clock.
 
 #include "handler/ZRViewVideoHandler.h"
+#include "platform/MutexLock.h"
 #include "platform/ProcessClock.h"
 #include "platform/UIImage.h"
 #include "platform/UIView.h"
@@ -170,7 +171,7 @@ void SceneSdkSession::askTextRecognition(const SceneCall& call) {
   auto image = call.image ? SceneMakeImage(*call.image) : player_.renderScreen();
   size_t index = 0;
   {
-    std::lock_guard lock(async_->mutex);
+    MutexLock lock(async_->mutex);
     index = async_->textRecognitionAnswers.size();
     async_->textRecognitionAnswers.push_back({call.at, std::nullopt});
   }
@@ -178,7 +179,7 @@ void SceneSdkSession::askTextRecognition(const SceneCall& call) {
   handler_->addImageToAITextOcclusionPipeline(image, [weak, index](std::shared_ptr<UIImage>, double frameTime) {
     auto results = weak.lock();
     if (!results) return;
-    std::lock_guard lock(results->mutex);
+    MutexLock lock(results->mutex);
     results->textRecognitionAnswers[index].frameTime = frameTime;
   });
 }

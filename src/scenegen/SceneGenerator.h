@@ -27,7 +27,7 @@ struct SceneGeneratorOptions {
   double improvedCaptureShare = 0.5;   // scenes with enableImprovedScreenCapture (the hooks' route)
   double textRecognitionShare = 0.1;   // scenes with a text-recognition rule and custom words
   double webShare = 0.6;               // scenes with a web page screen
-  bool markSecrets = false;            // "secret": true on the views that must stay hidden
+  bool markSecrets = true;             // "secret": true on the views that must stay hidden
 };
 
 class SceneGenerator {

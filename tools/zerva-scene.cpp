@@ -1,9 +1,13 @@
-// Checks scene files, renders what their app shows at given times as PNG files, and records them
+// Checks scene files, renders what their app shows at given times as PNG files, records them
 // through the screen-video component into a session video with a contact sheet, mask previews
-// and a report (the recording itself lives in src/review/).
+// and a report (the recording itself lives in src/review/), and writes random scenes from a seed
+// (src/scenegen/).
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -19,6 +23,8 @@
 #include "review/SceneRecorder.h"
 #include "scene/SceneLoader.h"
 #include "scene/ScenePlayer.h"
+#include "scenegen/GeneratedSceneAudit.h"
+#include "scenegen/SceneGenerator.h"
 
 namespace fs = std::filesystem;
 using namespace zerva;
@@ -109,6 +115,22 @@ int record(SceneRecordingOptions options) {
   return 0;
 }
 
+int generate(std::uint64_t seed, const SceneGeneratorOptions& options, const std::string& outFile) {
+  const std::string text = SceneGenerator::generateText(seed, options);
+  if (outFile.empty()) {
+    std::fputs(text.c_str(), stdout);
+    return 0;
+  }
+  std::FILE* file = std::fopen(outFile.c_str(), "wb");
+  const bool written = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
+  const bool closed = file && std::fclose(file) == 0;
+  if (!written || !closed) {
+    std::fprintf(stderr, "zerva-scene: cannot write %s: %s\n", outFile.c_str(), std::strerror(errno));
+    return 1;
+  }
+  return 0;
+}
+
 int audit(const std::string& path, LeakAuditOptions options) {
   const bool interactive = isatty(STDERR_FILENO) != 0;
   if (interactive) {
@@ -140,6 +162,17 @@ int audit(const std::string& path, LeakAuditOptions options) {
     return 1;
   }
   return 0;
+}
+
+int auditGenerated(std::uint64_t first, std::uint64_t last, const SceneGeneratorOptions& options) {
+  GeneratedSceneAudit audit(options);
+  for (std::uint64_t seed = first; seed <= last; ++seed) {
+    const auto result = audit.audit(seed);
+    std::printf("%s\n", audit.line(seed, result).c_str());
+    std::fflush(stdout);
+  }
+  std::printf("total: %s\n", audit.totals().c_str());
+  return audit.clean() ? 0 : 1;
 }
 
 }  // namespace
@@ -177,6 +210,20 @@ int main(int argc, char** argv) {
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
 
+  std::uint64_t seed = 1;
+  SceneGeneratorOptions generateOptions;
+  std::string generateOut;
+  auto* generateCommand = app.add_subcommand(
+      "generate", "Write a random scene for the leak audit; the same seed gives the same bytes (docs/scene-generator.md)");
+  generateCommand->add_option("--seed", seed, "the seed")->required();
+  generateCommand->add_option("--out", generateOut, "the file to write (default: standard output)");
+  generateCommand->add_option("--seconds", generateOptions.seconds, "scene time recorded")
+      ->check(CLI::Range(0.5, 600.0))
+      ->capture_default_str();
+  generateCommand->add_option("--screens", generateOptions.contentScreens, "full screens at most, besides sheets")
+      ->check(CLI::Range(2, 8))
+      ->capture_default_str();
+
   std::string auditPath;
   LeakAuditOptions auditOptions;
   auto* auditCommand = app.add_subcommand(
@@ -189,8 +236,25 @@ int main(int argc, char** argv) {
                            "folder for the video, leak pictures and report (default: a temporary folder, kept "
                            "only when something leaked)");
 
+  std::uint64_t firstSeed = 1, lastSeed = 500;
+  SceneGeneratorOptions auditGeneratedOptions;
+  auto* auditGeneratedCommand = app.add_subcommand(
+      "audit-generated",
+      "Generate and audit the scenes of seeds FIRST to LAST: a line per seed (with the commands that reproduce a "
+      "seed that leaked, was refused or failed) and the totals. Exits 1 unless every seed was clean.");
+  auditGeneratedCommand->add_option("--first", firstSeed, "the first seed")->capture_default_str();
+  auditGeneratedCommand->add_option("--last", lastSeed, "the last seed")->capture_default_str();
+  auditGeneratedCommand->add_option("--seconds", auditGeneratedOptions.seconds, "scene time recorded")
+      ->check(CLI::Range(0.5, 600.0))
+      ->capture_default_str();
+  auditGeneratedCommand->add_option("--screens", auditGeneratedOptions.contentScreens, "full screens at most, besides sheets")
+      ->check(CLI::Range(2, 8))
+      ->capture_default_str();
+
   CLI11_PARSE(app, argc, argv);
+  if (*auditGeneratedCommand) return auditGenerated(firstSeed, lastSeed, auditGeneratedOptions);
   if (*validateCommand) return validate(validatePath);
+  if (*generateCommand) return generate(seed, generateOptions, generateOut);
   if (*auditCommand) return audit(auditPath, auditOptions);
   if (*recordCommand) return record(recordOptions);
   return render(renderPath, times, every, outDir, scale);

@@ -58,14 +58,14 @@ class Preparer {
     if (color) colour(*color, path);
   }
 
-  void image(std::optional<SceneImageSpec>& spec, const std::string& path) {
-    if (!spec) return;
-    for (size_t i = 0; i < spec->colors.size(); ++i) {
-      colour(spec->colors[i], path + ".colors[" + std::to_string(i) + "]");
+  void image(std::optional<SceneImageDescription>& description, const std::string& path) {
+    if (!description) return;
+    for (size_t i = 0; i < description->colors.size(); ++i) {
+      colour(description->colors[i], path + ".colors[" + std::to_string(i) + "]");
     }
     // Generated pictures blend their colours and files may hold anything: the pixels decide. A
     // picture with pixels too close becomes a copy with those pixels in the stand-in colour.
-    auto picture = SceneMakeImage(*spec);
+    auto picture = SceneMakeImage(*description);
     if (!picture || !problem.empty()) return;
     const auto& bitmap = picture->CGImage();
     const std::size_t width = bitmap->width(), height = bitmap->height();
@@ -94,8 +94,8 @@ class Preparer {
       return;
     }
     recoloured_.push_back(path + ": " + std::to_string(moved) + " pixels");
-    spec->file = file.string();
-    spec->pattern.clear();
+    description->file = file.string();
+    description->pattern.clear();
   }
 
   void element(WebElement& e, const std::string& path, bool secret) {
@@ -117,7 +117,7 @@ class Preparer {
     for (size_t i = 0; i < p->body.size(); ++i) element(p->body[i], path + ".body[" + std::to_string(i) + "]", secret);
   }
 
-  void view(SceneViewSpec& v, const std::string& path, bool secret) {
+  void view(SceneViewDescription& v, const std::string& path, bool secret) {
     secret = secret || v.secret || (v.kind == SceneViewKind::TextField && v.secure);
     if (secret) {
       // The whole box in the secret colour: text, bullets and background alike.

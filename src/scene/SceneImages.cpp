@@ -12,7 +12,7 @@ namespace zerva {
 
 namespace {
 
-UIColor colorAt(const SceneImageSpec& desc, size_t i, UIColor fallback) {
+UIColor colorAt(const SceneImageDescription& desc, size_t i, UIColor fallback) {
   return i < desc.colors.size() ? desc.colors[i] : fallback;
 }
 
@@ -24,7 +24,7 @@ uint32_t nextRandom(uint32_t& state) {
   return state;
 }
 
-std::shared_ptr<UIImage> photo(const SceneImageSpec& desc) {
+std::shared_ptr<UIImage> photo(const SceneImageDescription& desc) {
   const auto w = static_cast<size_t>(std::ceil(desc.size.width));
   const auto h = static_cast<size_t>(std::ceil(desc.size.height));
   uint32_t state = 0x9E3779B9u ^ static_cast<uint32_t>(w * 31 + h);
@@ -60,7 +60,7 @@ std::shared_ptr<UIImage> photo(const SceneImageSpec& desc) {
 
 }  // namespace
 
-std::shared_ptr<UIImage> SceneMakeImage(const SceneImageSpec& desc) {
+std::shared_ptr<UIImage> SceneMakeImage(const SceneImageDescription& desc) {
   // The loader has read the file once already; one that went since draws as no picture.
   if (!desc.file.empty()) {
     auto image = UIImage::imageWithContentsOfFile(desc.file);

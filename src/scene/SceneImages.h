@@ -11,6 +11,6 @@ namespace zerva {
 
 class UIImage;
 
-std::shared_ptr<UIImage> SceneMakeImage(const SceneImageSpec& desc);
+std::shared_ptr<UIImage> SceneMakeImage(const SceneImageDescription& desc);
 
 }  // namespace zerva

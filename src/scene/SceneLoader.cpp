@@ -72,7 +72,7 @@ bool readApp(SceneReader& r, const json& value, Scene& scene) {
     for (const auto& [name, desc] : it->items()) {
       const std::string path = "$.app.screens." + name;
       if (!j.expectObject(desc, path, {"view", "presentation", "preferredSize"})) return false;
-      SceneScreenSpec screen;
+      SceneScreenDescription screen;
       screen.name = name;
       if (auto p = r.choice(desc, "presentation", path, kPresentations)) screen.presentation = *p;
       if (auto s = r.size(desc, "preferredSize", path)) screen.preferredContentSize = *s;
@@ -96,7 +96,7 @@ bool readApp(SceneReader& r, const json& value, Scene& scene) {
     const std::string path = ZRJSONReader::element("$.app.windows", i);
     const json& w = (*windows)[i];
     if (!j.expectObject(w, path, {"name", "frame", "key", "hidden", "alpha", "opaque", "background", "root"})) return false;
-    SceneWindowSpec desc;
+    SceneWindowDescription desc;
     desc.name = j.readString(w, "name", path).value_or("window" + std::to_string(i));
     if (!names.insert(desc.name).second) j.fail(path + ".name", "a name no other window has; \"" + desc.name + "\" is taken");
     desc.frame = r.rect(w, "frame", path);

@@ -23,14 +23,14 @@ namespace zerva {
 enum class SceneViewKind { View, Label, TextField, ImageView, ScrollView, WebView, Alert };
 
 /// An image from a PNG file, or a generated one: "checker", "stripes", "gradient" or "photo".
-struct SceneImageSpec {
+struct SceneImageDescription {
   std::string file;     // resolved path when from a file
   std::string pattern;  // when generated
   CGSize size{64, 64};
   std::vector<UIColor> colors;
 };
 
-struct SceneViewSpec {
+struct SceneViewDescription {
   SceneViewKind kind = SceneViewKind::View;
   std::string name;  // empty: not referable
   CGRect frame = CGRectZero;
@@ -53,23 +53,23 @@ struct SceneViewSpec {
   std::string hint;  // grey text of an empty field
   bool secure = false;
   // Image views.
-  std::optional<SceneImageSpec> image;
+  std::optional<SceneImageDescription> image;
   // Scroll views.
   std::optional<CGSize> contentSize;
   CGPoint contentOffset = CGPointZero;
   // Web views.
   std::optional<WebPage> page;
-  std::vector<SceneViewSpec> children;
+  std::vector<SceneViewDescription> children;
 };
 
-struct SceneScreenSpec {
+struct SceneScreenDescription {
   std::string name;
-  SceneViewSpec view;
+  SceneViewDescription view;
   UIModalPresentationStyle presentation = UIModalPresentationFullScreen;
   CGSize preferredContentSize = CGSizeZero;
 };
 
-struct SceneWindowSpec {
+struct SceneWindowDescription {
   std::string name;
   std::optional<CGRect> frame;  // none: the screen
   bool key = false;
@@ -80,7 +80,7 @@ struct SceneWindowSpec {
   std::string root;  // screen shown at the start, or none
 };
 
-struct SceneDeviceSpec {
+struct SceneDeviceDescription {
   CGSize screen{390, 844};
   double scale = 3;
   int osMajor = 17;
@@ -194,7 +194,7 @@ struct SceneCall {
   ZRRectQuadrupleList rects;    // addRectsToOcclude, addRectsForManualOcclusion
   std::optional<std::string> identity;
   std::optional<SceneHookReply> reply;      // the hooks; none removes the hook
-  std::optional<SceneImageSpec> image;      // text recognition; none: the screen as shown then
+  std::optional<SceneImageDescription> image;      // text recognition; none: the screen as shown then
 };
 
 enum class SceneAction { Show, Present, Dismiss, Scroll, Zoom, Type, Keyboard, Rotate, Set, Add, Remove, Page, Call };
@@ -220,17 +220,17 @@ struct SceneEvent {
   std::optional<bool> hidden;
   std::optional<UIColor> background;
   std::optional<std::string> newText;
-  std::optional<SceneViewSpec> addedView;
+  std::optional<SceneViewDescription> addedView;
   std::optional<WebPage> page;
   std::optional<SceneCall> call;
 };
 
 struct Scene {
   std::string file;
-  SceneDeviceSpec device;
+  SceneDeviceDescription device;
   SceneSdkSettings sdk;
-  std::vector<SceneWindowSpec> windows;
-  std::map<std::string, SceneScreenSpec> screens;
+  std::vector<SceneWindowDescription> windows;
+  std::map<std::string, SceneScreenDescription> screens;
   std::vector<SceneEvent> timeline;  // in time order (stable for equal times)
 
   /// Time of the last event plus its duration.

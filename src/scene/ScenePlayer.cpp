@@ -30,14 +30,14 @@ constexpr double kSheetTopInset = 54;
 
 // Labels and text fields share their text settings.
 template <class TextView>
-void applyText(TextView& view, const SceneViewSpec& desc) {
+void applyText(TextView& view, const SceneViewDescription& desc) {
   view.setText(desc.text);
   view.setFont(desc.bold ? UIFont::boldSystemFontOfSize(desc.fontSize) : UIFont::systemFontOfSize(desc.fontSize));
   if (desc.textColor) view.setTextColor(*desc.textColor);
   view.setTextAlignment(desc.alignment);
 }
 
-std::shared_ptr<UIView> makeView(const SceneViewSpec& desc) {
+std::shared_ptr<UIView> makeView(const SceneViewDescription& desc) {
   switch (desc.kind) {
     case SceneViewKind::Label: {
       auto label = std::make_shared<UILabel>(desc.frame);
@@ -82,7 +82,7 @@ ScenePlayer::ScenePlayer(Scene scene) : scene_(std::move(scene)) {}
 
 ScenePlayer::~ScenePlayer() { stop(); }
 
-std::shared_ptr<UIView> ScenePlayer::build(const SceneViewSpec& desc) {
+std::shared_ptr<UIView> ScenePlayer::build(const SceneViewDescription& desc) {
   auto view = makeView(desc);
   if (desc.background) view->setBackgroundColor(*desc.background);
   view->setAlpha(desc.alpha);

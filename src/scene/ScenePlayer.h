@@ -56,7 +56,7 @@ class ScenePlayer {
   std::shared_ptr<UIImage> renderScreen(double scale = 0) const;
 
  private:
-  std::shared_ptr<UIView> build(const SceneViewSpec& desc);
+  std::shared_ptr<UIView> build(const SceneViewDescription& desc);
   void apply(const SceneEvent& event);
   void show(const SceneEvent& event);
   void present(const SceneEvent& event);

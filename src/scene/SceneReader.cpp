@@ -81,9 +81,9 @@ std::optional<double> SceneReader::ranged(const json& o, const std::string& key,
   return v;
 }
 
-std::optional<SceneImageSpec> SceneReader::image(const json& value, const std::string& path) {
+std::optional<SceneImageDescription> SceneReader::image(const json& value, const std::string& path) {
   if (!json_.expectObject(value, path, {"file", "pattern", "size", "colors"})) return std::nullopt;
-  SceneImageSpec desc;
+  SceneImageDescription desc;
   auto file = json_.readString(value, "file", path);
   auto pattern = json_.readString(value, "pattern", path);
   if (!ok()) return std::nullopt;
@@ -121,14 +121,14 @@ std::optional<SceneImageSpec> SceneReader::image(const json& value, const std::s
   return ok() ? std::optional(desc) : std::nullopt;
 }
 
-std::optional<SceneViewSpec> SceneReader::view(const json& value, const std::string& path) {
+std::optional<SceneViewDescription> SceneReader::view(const json& value, const std::string& path) {
   if (!json_.expectObject(value, path,
                           {"type", "name", "frame", "background", "alpha", "hidden", "clips", "cornerRadius", "zPosition",
                            "secret", "text", "font", "textColor", "alignment", "lines", "hint", "secure", "image",
                            "contentSize", "contentOffset", "page", "children"})) {
     return std::nullopt;
   }
-  SceneViewSpec v;
+  SceneViewDescription v;
   if (auto k = choice(value, "type", path, kKinds)) v.kind = *k;
   if (auto n = json_.readString(value, "name", path)) {
     v.name = *n;

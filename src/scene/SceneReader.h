@@ -56,9 +56,9 @@ class SceneReader {
   std::optional<CGPoint> point(const json& o, const std::string& key, const std::string& path);
   std::optional<double> ranged(const json& o, const std::string& key, const std::string& path, double lo, double hi,
                                const char* what);
-  std::optional<SceneImageSpec> image(const json& value, const std::string& path);
+  std::optional<SceneImageDescription> image(const json& value, const std::string& path);
   /// A view and its children; their names join the views that exist.
-  std::optional<SceneViewSpec> view(const json& value, const std::string& path);
+  std::optional<SceneViewDescription> view(const json& value, const std::string& path);
 
   std::set<std::string>& viewNames() { return viewNames_; }
   /// The kind of a view read so far; none for a name no view has.

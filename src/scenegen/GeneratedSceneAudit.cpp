@@ -13,14 +13,13 @@ namespace zerva {
 LeakAuditResult GeneratedSceneAudit::audit(std::uint64_t seed) {
   const auto start = std::chrono::steady_clock::now();
   const std::string name = "seed-" + std::to_string(seed) + ".json";
-  NSErrorOrNil error;
-  auto scene = SceneLoader::loadText(SceneGenerator::generateText(seed, options_), name, ".", &error);
+  auto scene = SceneLoader::loadText(SceneGenerator::generateText(seed, options_), name, ".");
   LeakAuditResult result;
   if (scene) {
     result = LeakAudit::run(*scene, auditOptions_);
   } else {
     result.status = LeakAuditResult::Status::BadScene;
-    result.message = error ? error->localizedDescription() : "the loader refused " + name;
+    result.message = scene.error().localizedDescription();
   }
   ++scenes_;
   frames_ += result.framesAudited;

@@ -32,7 +32,7 @@ namespace fs = std::filesystem;
 Scene loadScene(const std::string& text, const std::string& base = ".") {
   auto scene = SceneLoader::loadText(text, "test scene", base);
   if (!scene) ADD_FAILURE() << scene.error().localizedDescription();
-  return (scene ? std::move(*scene) : Scene{});
+  return scene ? std::move(*scene) : Scene{};
 }
 
 class LeakAuditTest : public ::testing::Test {

@@ -28,7 +28,7 @@ Scene load(const std::string& timeline) {
     "timeline": )" + timeline + "}";
   auto scene = SceneLoader::loadText(text, "test.json", ".");
   EXPECT_TRUE(scene) << scene.error().localizedDescription();
-  return (scene ? std::move(*scene) : Scene{});
+  return scene ? std::move(*scene) : Scene{};
 }
 
 class ScenePlayerTest : public ::testing::Test {
@@ -134,10 +134,9 @@ Scene loadApp(const std::string& timeline) {
               "Form": {"presentation": "formSheet", "preferredSize": [300, 400], "view": {"background": "#FFFFFF"}},
               "Pop": {"presentation": "popover", "preferredSize": [200, 100], "view": {"background": "#00FFFF"}}}},
     "timeline": )" + timeline + "}";
-  NSErrorOrNil error;
-  auto scene = SceneLoader::loadText(text, "app.json", ".", &error);
-  EXPECT_TRUE(scene) << (error ? error->localizedDescription() : "");
-  return scene.value_or(Scene{});
+  auto scene = SceneLoader::loadText(text, "app.json", ".");
+  EXPECT_TRUE(scene) << scene.error().localizedDescription();
+  return scene ? std::move(*scene) : Scene{};
 }
 
 const CGPixel kRedPixel{255, 0, 0, 255};

@@ -11,14 +11,14 @@ namespace zerva {
 namespace {
 
 std::optional<Scene> load(std::uint64_t seed, const SceneGeneratorOptions& options = {}) {
-  NSErrorOrNil error;
   auto scene = SceneLoader::loadText(SceneGenerator::generateText(seed, options), "seed-" + std::to_string(seed) + ".json",
-                                     ".", &error);
-  EXPECT_TRUE(scene) << "seed " << seed << ": " << (error ? error->localizedDescription() : "");
-  return scene;
+                                     ".");
+  EXPECT_TRUE(scene) << "seed " << seed << ": " << scene.error().localizedDescription();
+  if (!scene) return std::nullopt;
+  return std::move(*scene);
 }
 
-std::string webViewIn(const SceneViewSpec& view) {
+std::string webViewIn(const SceneViewDescription& view) {
   if (view.kind == SceneViewKind::WebView) return view.name;
   for (const auto& child : view.children) {
     if (auto name = webViewIn(child); !name.empty()) return name;

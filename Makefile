@@ -3,7 +3,7 @@ JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
 .PHONY: audit all setup build test check-install test-asan test-tsan fuzz fuzz-build fuzz-brief load bench run clean \
-  check-includes check-thread-safety
+  check-includes check-thread-safety check-format
 
 all: build
 
@@ -40,6 +40,10 @@ test-tsan: setup
 # Includes point down only: platform/ <- services/ <- the handler's folders <- scene/.
 check-includes:
 	scripts/check-includes.sh
+
+# C++ lines changed since .clang-format last changed follow it (git clang-format).
+check-format: setup
+	scripts/check-format.sh
 
 # Clang's thread-safety analysis (GUARDED_BY, REQUIRES) over the whole library, as errors.
 check-thread-safety: setup

@@ -560,7 +560,7 @@ class ZRViewVideoHandler : public NSObject {
   std::atomic<std::int64_t> totalSnapshots_{0};
   ZRLockedValue<CGSize> lastScreenImageSize_;
 
-  // Capture: main thread, but for currentWindowSize (atomic in the design).
+  // Capture: main thread, but for currentWindowSize (atomic: read from other threads).
   std::shared_ptr<UIGraphicsImageRenderer> currentScreenRenderer_;
   ZRLockedValue<CGSize> currentWindowSize_;
   ZRLockedValue<std::shared_ptr<std::vector<std::shared_ptr<ZRTrackedScrollViewDetailsHolder>>>> trackedScrollViews_;

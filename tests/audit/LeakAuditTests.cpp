@@ -3,13 +3,13 @@
 // audit fails a recording whose masking is broken on purpose, but passes the real masking.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <limits>
-#include <unistd.h>
 
 #include "audit/LeakAudit.h"
 #include "audit/LeakScanner.h"
@@ -17,12 +17,13 @@
 #include "audit/SecretScene.h"
 #include "handler/ZRFrameInspector.h"
 #include "handler/ZRViewVideoHandler.h"
+#include "platform/CGContext.h"
 #include "platform/CGGeometry.h"
 #include "platform/UIGraphicsImageRenderer.h"
-#include "platform/CGContext.h"
 #include "platform/UIImage.h"
 #include "review/VideoFrameReader.h"
 #include "scene/SceneLoader.h"
+#include "support/TestOutputFolder.h"
 
 namespace zerva::testing {
 namespace {
@@ -35,20 +36,9 @@ Scene loadScene(const std::string& text, const std::string& base = ".") {
   return scene ? std::move(*scene) : Scene{};
 }
 
-class LeakAuditTest : public ::testing::Test {
+class LeakAuditTest : public TestOutputFolder {
  protected:
-  void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = fs::temp_directory_path() / ("zr-audit-" + std::string(info->name()) + "-" + std::to_string(::getpid()));
-    fs::remove_all(folder_);
-    fs::create_directories(folder_);
-  }
-  void TearDown() override {
-    if (std::getenv("ZERVA_KEEP_TEST_OUTPUT")) return;
-    std::error_code ec;
-    fs::remove_all(folder_, ec);
-  }
-  fs::path folder_;
+  LeakAuditTest() : TestOutputFolder("zr-audit") {}
 };
 
 // ---------------------------------------------------------------------------------------------

@@ -3,17 +3,17 @@
 // refusals that come before anything is recorded.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <set>
-#include <unistd.h>
-
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "platform/UIImage.h"
 #include "review/SceneRecorder.h"
+#include "support/TestOutputFolder.h"
 #include "support/VideoProbe.h"
 
 namespace zerva::testing {
@@ -44,27 +44,15 @@ constexpr const char* kScene = R"({
   ]
 })";
 
-class SceneRecorderTest : public ::testing::Test {
+class SceneRecorderTest : public TestOutputFolder {
  protected:
-  void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    folder_ = fs::temp_directory_path() / ("zr-review-" + std::string(info->name()) + "-" + std::to_string(::getpid()));
-    fs::remove_all(folder_);
-    fs::create_directories(folder_);
-  }
-  void TearDown() override {
-    if (std::getenv("ZERVA_KEEP_TEST_OUTPUT")) return;
-    std::error_code ec;
-    fs::remove_all(folder_, ec);
-  }
+  SceneRecorderTest() : TestOutputFolder("zr-review") {}
 
   std::string writeScene(const std::string& text) {
     const fs::path path = folder_ / "scene.json";
     std::ofstream(path) << text;
     return path.string();
   }
-
-  fs::path folder_;
 };
 
 TEST_F(SceneRecorderTest, WritesEveryOutputAndTheReportAgreesWithTheVideo) {

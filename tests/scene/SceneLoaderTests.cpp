@@ -102,7 +102,6 @@ std::string callEvent(double at, const std::string& call) {
 }
 
 TEST(SceneLoader, CallsAndTheSdkSectionAreReadIntoTypedValues) {
-  NSErrorOrNil error;
   auto s = SceneLoader::loadText(
       callScene(callEvent(0, R"({"method": "startScreenRecording"})") + "," +
                     callEvent(1, R"({"method": "addSensitiveView", "view": "card", "blockGestures": true})") + "," +
@@ -116,8 +115,8 @@ TEST(SceneLoader, CallsAndTheSdkSectionAreReadIntoTypedValues) {
                 R"({"recordingQuality": 3, "sensitiveViewColor": "#FF0000", "hiddenScreens": [{"name": "Pay", "hideGestures": true}],
                     "occlusion": [{"type": "coverScreen", "screens": ["Home"]}], "platformType": 7,
                     "schematicCapture": false, "logging": {"verbose": true}})"),
-      "app.json", ".", &error);
-  ASSERT_TRUE(s) << error->localizedDescription();
+      "app.json", ".");
+  ASSERT_TRUE(s) << s.error().localizedDescription();
   EXPECT_EQ(s->sdk.recordingQuality, 3u);
   EXPECT_EQ(s->sdk.sensitiveViewColor, UIColor::colorWithRed(1, 0, 0, 1));
   EXPECT_EQ(s->sdk.hiddenScreens, (std::vector<ZRHiddenScreen>{{"Pay", true}}));

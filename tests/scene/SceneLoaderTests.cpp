@@ -103,16 +103,21 @@ std::string callEvent(double at, const std::string& call) {
 
 TEST(SceneLoader, CallsAndTheSdkSectionAreReadIntoTypedValues) {
   auto s = SceneLoader::loadText(
-      callScene(callEvent(0, R"({"method": "startScreenRecording"})") + "," +
-                    callEvent(1, R"({"method": "addSensitiveView", "view": "card", "blockGestures": true})") + "," +
-                    callEvent(2, R"({"method": "removeOcclusionOfType", "type": "blurScreen"})") + "," +
-                    callEvent(3, R"({"method": "occludeRectsOnNextFrame", "reply": {"rects": [[1, 2, 3, 4], [5]], "after": 0.25}})") + "," +
-                    callEvent(4, R"({"method": "pauseForOcclusionNextFrame", "reply": "never"})") + "," +
-                    callEvent(5, R"({"method": "occludeRectsOnNextFrame", "reply": null})") + "," +
-                    callEvent(6, R"({"method": "setOcclusionFromDashboardVerifyResult", "verifyResult": {"occlusionRules": []}, "appendExisting": true})") + "," +
-                    callEvent(7, R"({"method": "addVisibleScreen", "controller": "Home"})") + "," +
-                    callEvent(8, R"({"method": "stopScreenRecording", "reason": 2})"),
-                R"({"recordingQuality": 3, "sensitiveViewColor": "#FF0000", "hiddenScreens": [{"name": "Pay", "hideGestures": true}],
+      callScene(
+          callEvent(0, R"({"method": "startScreenRecording"})") + "," +
+              callEvent(1, R"({"method": "addSensitiveView", "view": "card", "blockGestures": true})") + "," +
+              callEvent(2, R"({"method": "removeOcclusionOfType", "type": "blurScreen"})") + "," +
+              callEvent(
+                  3,
+                  R"({"method": "occludeRectsOnNextFrame", "reply": {"rects": [[1, 2, 3, 4], [5]], "after": 0.25}})") +
+              "," + callEvent(4, R"({"method": "pauseForOcclusionNextFrame", "reply": "never"})") + "," +
+              callEvent(5, R"({"method": "occludeRectsOnNextFrame", "reply": null})") + "," +
+              callEvent(
+                  6,
+                  R"({"method": "setOcclusionFromDashboardVerifyResult", "verifyResult": {"occlusionRules": []}, "appendExisting": true})") +
+              "," + callEvent(7, R"({"method": "addVisibleScreen", "controller": "Home"})") + "," +
+              callEvent(8, R"({"method": "stopScreenRecording", "reason": 2})"),
+          R"({"recordingQuality": 3, "sensitiveViewColor": "#FF0000", "hiddenScreens": [{"name": "Pay", "hideGestures": true}],
                     "occlusion": [{"type": "coverScreen", "screens": ["Home"]}], "platformType": 7,
                     "schematicCapture": false, "logging": {"verbose": true}})"),
       "app.json", ".");

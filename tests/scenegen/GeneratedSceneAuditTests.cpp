@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "scenegen/GeneratedSceneAudit.h"
+#include "support/Sanitizers.h"
 
 namespace zerva {
 namespace {
@@ -10,17 +11,7 @@ namespace {
 // One seed a test, so that ctest gives each its own process: the handler is a process-wide
 // singleton, and a scene must not start from what the one before it left behind. The
 // sanitizers make a recording ten to twenty times slower, so there only every fifth seed runs.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kEvery = 5;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr int kEvery = 5;
-#else
-constexpr int kEvery = 1;
-#endif
-#else
-constexpr int kEvery = 1;
-#endif
+constexpr int kEvery = testing::kUnderSanitizers ? 5 : 1;
 
 class GeneratedScenesLeakNothing : public ::testing::TestWithParam<int> {};
 

@@ -14,8 +14,9 @@ install(TARGETS zerva_screenvideo EXPORT ZervaScreenVideoTargets
 install(TARGETS zerva-scene RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 # The headers a program needs: the handler and what its header reaches (platform, services),
-# scenes, and the leak audit (for programs that audit scenes they make). The handler's topic folders (recording/, capture/, ...) hold no public headers. Left
-# out: the Cairo handles (they include cairo.h), the handler's file statics and thread checks.
+# scenes, and the leak audit (for programs that audit scenes they make). The handler's topic
+# folders (recording/, capture/, ...) hold no public headers. Left out: the Cairo handles (they
+# include cairo.h), the handler's file statics and thread checks.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/handler ${PROJECT_SOURCE_DIR}/src/platform
                   ${PROJECT_SOURCE_DIR}/src/services ${PROJECT_SOURCE_DIR}/src/scene
                   ${PROJECT_SOURCE_DIR}/src/audit

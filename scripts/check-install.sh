@@ -32,7 +32,7 @@ quietly cmake --install "$build" --prefix "$prefix"
 
 # The library, the tool, the headers of four folders and the package files; no tests, test
 # support or benchmarks, and no header that needs Cairo, FFmpeg, Tesseract or Duktape.
-unexpected="$(cd "$prefix" && find . -type f | grep -vE '^\./(bin/zerva-scene|lib(/[a-z0-9_-]+)?/(libzerva_screenvideo\.a|cmake/ZervaScreenVideo/[A-Za-z-]+\.cmake|pkgconfig/zerva-screenvideo\.pc)|include/zerva-screenvideo/(handler|platform|services|scene)/[A-Za-z0-9]+\.h)$' || true)"
+unexpected="$(cd "$prefix" && find . -type f | grep -vE '^\./(bin/zerva-scene|lib(/[a-z0-9_-]+)?/(libzerva_screenvideo\.a|cmake/ZervaScreenVideo/[A-Za-z-]+\.cmake|pkgconfig/zerva-screenvideo\.pc)|include/zerva-screenvideo/(handler|platform|services|scene|audit)/[A-Za-z0-9]+\.h)$' || true)"
 [[ -z "$unexpected" ]] || fail "installed but not meant to be: $unexpected"
 if grep -rlF -e "$root" -e "$build" "$prefix/lib" --include='*.cmake' --include='*.pc'; then
   fail "the package files above point into the source or build folder"

@@ -175,6 +175,16 @@ int auditGenerated(std::uint64_t first, std::uint64_t last, const SceneGenerator
   return audit.clean() ? 0 : 1;
 }
 
+// The generator's knobs that both generating commands take.
+void addGeneratorOptions(CLI::App& command, SceneGeneratorOptions& options) {
+  command.add_option("--seconds", options.seconds, "scene time recorded")
+      ->check(CLI::Range(0.5, 600.0))
+      ->capture_default_str();
+  command.add_option("--screens", options.contentScreens, "full screens at most, besides sheets")
+      ->check(CLI::Range(2, 8))
+      ->capture_default_str();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -217,12 +227,7 @@ int main(int argc, char** argv) {
       "generate", "Write a random scene for the leak audit; the same seed gives the same bytes (docs/scene-generator.md)");
   generateCommand->add_option("--seed", seed, "the seed")->required();
   generateCommand->add_option("--out", generateOut, "the file to write (default: standard output)");
-  generateCommand->add_option("--seconds", generateOptions.seconds, "scene time recorded")
-      ->check(CLI::Range(0.5, 600.0))
-      ->capture_default_str();
-  generateCommand->add_option("--screens", generateOptions.contentScreens, "full screens at most, besides sheets")
-      ->check(CLI::Range(2, 8))
-      ->capture_default_str();
+  addGeneratorOptions(*generateCommand, generateOptions);
 
   std::string auditPath;
   LeakAuditOptions auditOptions;
@@ -244,12 +249,7 @@ int main(int argc, char** argv) {
       "seed that leaked, was refused or failed) and the totals. Exits 1 unless every seed was clean.");
   auditGeneratedCommand->add_option("--first", firstSeed, "the first seed")->capture_default_str();
   auditGeneratedCommand->add_option("--last", lastSeed, "the last seed")->capture_default_str();
-  auditGeneratedCommand->add_option("--seconds", auditGeneratedOptions.seconds, "scene time recorded")
-      ->check(CLI::Range(0.5, 600.0))
-      ->capture_default_str();
-  auditGeneratedCommand->add_option("--screens", auditGeneratedOptions.contentScreens, "full screens at most, besides sheets")
-      ->check(CLI::Range(2, 8))
-      ->capture_default_str();
+  addGeneratorOptions(*auditGeneratedCommand, auditGeneratedOptions);
 
   CLI11_PARSE(app, argc, argv);
   if (*auditGeneratedCommand) return auditGenerated(firstSeed, lastSeed, auditGeneratedOptions);

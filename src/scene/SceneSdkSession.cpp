@@ -46,6 +46,24 @@ SceneSdkSession::SceneSdkSession(const Scene& scene, ScenePlayer& player, std::s
 SceneSdkSession::~SceneSdkSession() {
   self_.reset();
   for (auto& timer : timers_) timer->invalidate();
+  releaseHandlerState();
+}
+
+void SceneSdkSession::releaseHandlerState() {
+  // The handler outlives the scene as it outlives an app's screens. What the calls registered on
+  // it goes with the scene: hooks whose script is gone would never reply, so a next scene in the
+  // same process would make no frame, and screens hidden by call would stay hidden.
+  handler_->occludeRectsOnNextFrame(nullptr);
+  handler_->pauseForOcclusionNextFrame(nullptr);
+  handler_->occludeScreen(false, false);
+  handler_->occludeScreenAPI(false, false);
+  handler_->setOccludeAllTextFields(false);
+  handler_->setOccludeAllTexts(false);
+  handler_->removeAllVisibleScreens();
+  if (auto manager = handler_->occlusionManager()) {
+    manager->setOcclusion(std::nullopt, ZROcclusionSourceDashboard);
+    manager->setOcclusion(std::nullopt, ZROcclusionSourceManual);
+  }
 }
 
 void SceneSdkSession::applySdkSettings() {

@@ -82,6 +82,7 @@ class SceneSdkSession {
   std::optional<RecordingOutcome> recordingOutcome() const;
 
  private:
+  void releaseHandlerState();
   void performRecordingCall(const SceneCall& call);
   void performOcclusionCall(const SceneCall& call);
   void performRectsCall(const SceneCall& call);

@@ -303,6 +303,28 @@ TEST_F(SceneSdkSessionTest, HookRepliesAndManualRectanglesAreScriptedOnTheScenes
   expectSecret(3.05, 3.5, isMagenta, "the hooks removed");
 }
 
+TEST_F(SceneSdkSessionTest, TheNextSceneFindsTheHandlerFreeOfThePreviousScenesCalls) {
+  // The first scene leaves a pause hook owed a reply, the screen hidden and text fields covered.
+  play(sceneText(std::string(kRealFrames) + R"(, "enableImprovedScreenCapture": true)",
+                 call(0, R"({"method": "startScreenRecording"})") + "," +
+                     call(0, R"({"method": "pauseForOcclusionNextFrame", "reply": "never"})") + "," +
+                     call(0, R"({"method": "occludeScreenAPI", "occlude": true})") + "," +
+                     call(0, R"({"method": "setOccludeAllTextFields", "value": true})") + "," +
+                     call(0, R"({"method": "addVisibleScreens", "screens": ["Cover"]})")));
+  playTo(0.5);
+  EXPECT_TRUE(frames_.empty());
+  session_.reset();
+  player_.reset();
+
+  // The recording goes on into a scene that makes none of those calls.
+  play(sceneText(std::string(kRealFrames) + R"(, "enableImprovedScreenCapture": true,
+                 "occlusion": [{"type": "coverScreen", "screens": ["Cover"], "color": "#0000FF"}])",
+                 ""));
+  playTo(1.0);
+  expectSecret(0.1, 1.0, isMagenta, "nothing the first scene asked for");
+  EXPECT_TRUE(isMagenta(framesBetween(0.1, 1.0).back().image->pixelAt(140, 425)));
+}
+
 TEST_F(SceneSdkSessionTest, WebViewsFlagsAndTextRecognitionReachTheHandler) {
   play(sceneText(kRealFrames, call(0.1, R"({"method": "screenWebViewWillAppear", "view": "web"})") + "," +
                                   call(0.1, R"({"method": "setEnteredNewScreen", "value": true})") + "," +

@@ -42,14 +42,19 @@ inline constexpr DemoMoment kDemoMoments[] = {
     {"landscape", 10.2, "Payment"},          // the same turned a quarter
 };
 
+/// What the capture driver takes: the schematic drawing, or the screen's real pixels.
+enum class DemoCapture { schematic, realPixels };
+
 /// The device's scale is the scene's and the renderer format's, as on a phone, where renderers
 /// default to the screen's scale.
 class DemoSession {
  public:
-  DemoSession(const DemoMoment& moment, double pixelsPerPoint) {
+  DemoSession(const DemoMoment& moment, double pixelsPerPoint, DemoCapture capture = DemoCapture::schematic) {
     std::filesystem::create_directories(folder_);
     ZRPlistHandler::sharedHandler()->setStorePath((folder_ / "state.json").string());
+    // The reset switches schematic capture back on, so the kind of capture is set after it.
     ZRResetHandlerFileStatics();
+    ZRViewVideoHandler::setSchematicCapture(capture == DemoCapture::schematic);
     setRendererScale(pixelsPerPoint);
     auto scene = SceneLoader::loadFile(ZERVA_SOURCE_DIR "/scenes/demo-app.json");
     scene->device.scale = pixelsPerPoint;
@@ -72,6 +77,7 @@ class DemoSession {
     NSRunLoop::mainRunLoop().runUntil([&] { return !handler_->isRecording(); });
     settle();
     setRendererScale(1);
+    ZRViewVideoHandler::setSchematicCapture(true);
     std::error_code ec;
     std::filesystem::remove_all(folder_, ec);
   }

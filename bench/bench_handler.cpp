@@ -63,6 +63,11 @@ struct Percentiles {
   }
 };
 
+/// The first argument: 0 schematic frames, 1 real pixels.
+DemoCapture captureArg(const benchmark::State& state) {
+  return state.range(0) ? DemoCapture::realPixels : DemoCapture::schematic;
+}
+
 void nameFrame(benchmark::State& state) {
   state.SetLabel(std::string(state.range(0) ? "real " : "schematic ") + kDemoMoments[state.range(1)].name + " " +
                  std::to_string(state.range(2)) + "x");
@@ -70,8 +75,7 @@ void nameFrame(benchmark::State& state) {
 
 // Args: real (0 schematic, 1 real pixels), screen (kDemoMoments), pixels per point.
 void BM_SynchronousFrame(benchmark::State& state) {
-  ZRViewVideoHandler::setSchematicCapture(state.range(0) == 0);
-  DemoSession session(kDemoMoments[state.range(1)], static_cast<double>(state.range(2)));
+  DemoSession session(kDemoMoments[state.range(1)], static_cast<double>(state.range(2)), captureArg(state));
   Percentiles times;
   for (auto _ : state) {
     const double begin = cpuSeconds(CLOCK_THREAD_CPUTIME_ID);
@@ -81,14 +85,12 @@ void BM_SynchronousFrame(benchmark::State& state) {
     times.ms.push_back(spent * 1000);
     session.settle();
   }
-  ZRViewVideoHandler::setSchematicCapture(true);
   times.report(state, true);
   nameFrame(state);
 }
 
 void BM_WholeFrame(benchmark::State& state) {
-  ZRViewVideoHandler::setSchematicCapture(state.range(0) == 0);
-  DemoSession session(kDemoMoments[state.range(1)], static_cast<double>(state.range(2)));
+  DemoSession session(kDemoMoments[state.range(1)], static_cast<double>(state.range(2)), captureArg(state));
   Percentiles times;
   const auto before = session.handler().numFramesInVideo();
   for (auto _ : state) {
@@ -100,7 +102,6 @@ void BM_WholeFrame(benchmark::State& state) {
     times.ms.push_back(spent * 1000);
   }
   session.settle();
-  ZRViewVideoHandler::setSchematicCapture(true);
   times.report(state, false);
   state.counters["frames_in_video"] = static_cast<double>(session.handler().numFramesInVideo() - before);
   nameFrame(state);
@@ -110,8 +111,7 @@ void BM_WholeFrame(benchmark::State& state) {
 // its content and back), every frame through the whole pipeline: what a frame of a scroll costs
 // all threads together, and the bytes per second of the video it makes (30 s of it).
 void BM_WholeFrameScrolling(benchmark::State& state) {
-  ZRViewVideoHandler::setSchematicCapture(state.range(0) == 0);
-  DemoSession session(kDemoMoments[0], static_cast<double>(state.range(1)));
+  DemoSession session(kDemoMoments[0], static_cast<double>(state.range(1)), captureArg(state));
   auto feed = std::dynamic_pointer_cast<UIScrollView>(session.player().viewNamed("feedScroll"));
   const double end = feed->contentSize().height - feed->bounds().size.height;
   double offset = 0, step = 60;
@@ -129,7 +129,6 @@ void BM_WholeFrameScrolling(benchmark::State& state) {
     state.SetIterationTime(spent);
     times.ms.push_back(spent * 1000);
   }
-  ZRViewVideoHandler::setSchematicCapture(true);
   double sum = 0;
   for (double ms : times.ms) sum += ms;
   state.counters["mean_ms"] = sum / static_cast<double>(times.ms.size());

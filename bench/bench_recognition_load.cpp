@@ -48,8 +48,7 @@ double percentile(std::vector<double> values, double q) {
 void BM_TextRecognitionAt10Fps(benchmark::State& state) {
   constexpr int kFrames = 300;
   constexpr auto kInterval = std::chrono::milliseconds(100);
-  ZRViewVideoHandler::setSchematicCapture(false);
-  DemoSession session(kDemoMoments[0], 3);
+  DemoSession session(kDemoMoments[0], 3, DemoCapture::realPixels);
   auto& handler = session.handler();
   handler.occlusionManager()->applyOcclusionSetting(ZROcclusionSetting(ZROcclusionTypeTextRecognition),
                                                     ZROcclusionSourceManual, {"Feed"});
@@ -121,7 +120,6 @@ void BM_TextRecognitionAt10Fps(benchmark::State& state) {
   const auto stats = handler.imageProcessor()->statistics();
   state.counters["read_frames"] = static_cast<double>(stats.recognizedFrames);
   state.counters["reused_frames"] = static_cast<double>(stats.reusedFrames);
-  ZRViewVideoHandler::setSchematicCapture(true);
   state.SetLabel(state.range(0) ? "feed scrolling, real 3x" : "feed still, real 3x");
 }
 BENCHMARK(BM_TextRecognitionAt10Fps)

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "platform/CairoHandles.h"
@@ -16,6 +18,7 @@ struct GState {
   double alpha = 1;
   double lineWidth = 1;
   CGInterpolationQuality quality = kCGInterpolationDefault;
+  bool clipped = false;  // narrowed by a clip since the bitmap was made
 };
 
 CGColor clampColor(CGColor c) { return {clamp01(c.red), clamp01(c.green), clamp01(c.blue), clamp01(c.alpha)}; }
@@ -43,6 +46,10 @@ cairo_filter_t filterFor(CGInterpolationQuality q) {
 struct CGContext::Impl {
   CairoUniquePtr<cairo_surface_t> surface;
   CairoUniquePtr<cairo_t> cr;
+  // The start (opaque black when true, else clear) the bitmap's pixels are still to be set to:
+  // set when something first draws, so that a first image that covers them all writes them
+  // instead. Everything that reads or writes pixels goes through pixelsReady().
+  std::optional<bool> pendingStartOpaque;
   GState state;
   std::vector<GState> saved;
   // Cairo keeps one path for everything; the platform's rectangle and image calls leave the
@@ -53,6 +60,67 @@ struct CGContext::Impl {
 };
 
 namespace {
+
+/// The cairo_t, for drawing that reads or writes pixels: the bitmap holds its start first.
+cairo_t* pixelsReady(CGContext::Impl& impl) {
+  if (impl.pendingStartOpaque) {
+    fillBitmap(impl.surface.get(), *impl.pendingStartOpaque ? 0xFF000000u : 0u);
+    impl.pendingStartOpaque.reset();
+  }
+  return impl.cr.get();
+}
+
+/// Whether drawing at the placement would paint every pixel of the bitmap: no clip narrower than
+/// the bitmap, and the placement the whole of it.
+bool coversWholeBitmap(CGContext::Impl& impl, const ImagePlacement& p) {
+  return !impl.state.clipped && p.x == 0 && p.y == 0 && p.width == cairo_image_surface_get_width(impl.surface.get()) &&
+         p.height == cairo_image_surface_get_height(impl.surface.get());
+}
+
+/// The pixel word Cairo paints for an opaque colour (through 16 bits a channel).
+std::uint32_t opaqueWord(const CGColor& c) {
+  auto channel = [](double v) { return static_cast<std::uint32_t>(v * 65535.0 + 0.5) >> 8; };
+  return 0xFF000000u | channel(c.red) << 16 | channel(c.green) << 8 | channel(c.blue);
+}
+
+/// A first opaque fill of the whole of a fresh bitmap: the bitmap starts in its colour instead.
+bool fillsFreshBitmap(CGContext::Impl& impl, CGRect rect) {
+  if (!impl.pendingStartOpaque || impl.state.clipped || impl.state.alpha < 1 || impl.state.fill.alpha < 1) return false;
+  cairo_matrix_t ctm;
+  cairo_get_matrix(impl.cr.get(), &ctm);
+  if (ctm.xy != 0 || ctm.yx != 0) return false;
+  const CGRect r = CGRectStandardize(rect);
+  double x1 = r.origin.x, y1 = r.origin.y, x2 = CGRectGetMaxX(r), y2 = CGRectGetMaxY(r);
+  cairo_user_to_device(impl.cr.get(), &x1, &y1);
+  cairo_user_to_device(impl.cr.get(), &x2, &y2);
+  if (std::min(x1, x2) > 0 || std::min(y1, y2) > 0 ||
+      std::max(x1, x2) < cairo_image_surface_get_width(impl.surface.get()) ||
+      std::max(y1, y2) < cairo_image_surface_get_height(impl.surface.get())) {
+    return false;
+  }
+  fillBitmap(impl.surface.get(), opaqueWord(impl.state.fill));
+  impl.pendingStartOpaque.reset();
+  return true;
+}
+
+/// A first image over the whole of a fresh bitmap, written straight into it. Over opaque black
+/// the colours are the image's and every pixel becomes opaque; over clear it is the image.
+bool writeOverFreshBitmap(CGContext::Impl& impl, const CGImage& image, const ImagePlacement& p) {
+  cairo_surface_t* target = impl.surface.get();
+  cairo_surface_flush(target);
+  unsigned char* pixels = cairo_image_surface_get_data(target);
+  const int stride = cairo_image_surface_get_stride(target);
+  if (!writeImagePixels(image, p, pixels, stride)) return false;
+  if (*impl.pendingStartOpaque) {
+    for (int y = 0; y < p.height; ++y) {
+      auto* row = reinterpret_cast<std::uint32_t*>(pixels + static_cast<std::size_t>(y) * stride);
+      for (int x = 0; x < p.width; ++x) row[x] |= 0xFF000000u;
+    }
+  }
+  cairo_surface_mark_dirty(target);
+  impl.pendingStartOpaque.reset();
+  return true;
+}
 
 class PathSetAside {
  public:
@@ -107,20 +175,22 @@ void appendPath(cairo_t* cr, const CGPath& path) {
 CGContext::CGContext(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 CGContext::~CGContext() = default;
 
-cairo_t* cairoOf(CGContext& context) { return context.impl().cr.get(); }
+cairo_t* cairoOf(CGContext& context) { return pixelsReady(context.impl()); }
 
 double contextAlpha(CGContext& context) { return context.impl().state.alpha; }
 
-std::unique_ptr<CGContext> makeBitmapContext(CairoUniquePtr<cairo_surface_t> surface, double scale) {
+std::unique_ptr<CGContext> makeBitmapContext(CairoUniquePtr<cairo_surface_t> surface, double scale, bool opaque) {
   auto impl = std::make_unique<CGContext::Impl>();
   impl->cr.reset(cairo_create(surface.get()));
   impl->surface = std::move(surface);
+  impl->pendingStartOpaque = opaque;
   cairo_scale(impl->cr.get(), scale, scale);
   return std::make_unique<CGContext>(std::move(impl));
 }
 
 CGImageRef takeImage(CGContext& context) {
   CGContext::Impl& impl = context.impl();
+  pixelsReady(impl);  // nothing drawn: the start
   impl.cr.reset();
   return makeImage(std::move(impl.surface));
 }
@@ -144,6 +214,23 @@ void drawImageInRect(CGContext& context, CGRect rect, const CGImage& image, bool
     cairo_matrix_init(&m, sx, 0, 0, -sy, -r.origin.x * sx, CGRectGetMaxY(r) * sy);
   }
   cairo_pattern_set_matrix(pattern.get(), &m);
+  cairo_matrix_t userFromImage = m;
+  if (cairo_matrix_invert(&userFromImage) == CAIRO_STATUS_SUCCESS) {
+    if (auto placement = wholePixelPlacement(cr, image, userFromImage)) {
+      const bool copy = placement->width == static_cast<int>(iw) && placement->height == static_cast<int>(ih);
+      // Smooth qualities but High (Cairo's area averaging) scale down by libyuv; a copy is the
+      // same at every quality.
+      const bool smoothDown = !copy && placement->width <= iw && placement->height <= ih &&
+                              impl.state.quality != kCGInterpolationNone &&
+                              impl.state.quality != kCGInterpolationHigh;
+      if ((copy || smoothDown) && impl.pendingStartOpaque && impl.state.alpha >= 1 &&
+          coversWholeBitmap(impl, *placement) && writeOverFreshBitmap(impl, image, *placement)) {
+        return;
+      }
+      if (smoothDown && compositeImagePixels(pixelsReady(impl), image, *placement, impl.state.alpha)) return;
+    }
+  }
+  pixelsReady(impl);
   cairo_pattern_set_filter(pattern.get(), filterFor(impl.state.quality));
   // Edge pixels repeat outward, so smoothing does not fade the picture's border to clear.
   cairo_pattern_set_extend(pattern.get(), CAIRO_EXTEND_PAD);
@@ -161,7 +248,7 @@ void drawImageInRect(CGContext& context, CGRect rect, const CGImage& image, bool
 
 void paintPathAside(CGContext& context, const CGPath& path, bool stroke, double lineWidth) {
   CGContext::Impl& impl = context.impl();
-  cairo_t* cr = impl.cr.get();
+  cairo_t* cr = pixelsReady(impl);
   PathSetAside aside(impl);
   appendPath(cr, path);
   if (stroke) {
@@ -203,6 +290,7 @@ void CGContextConcatCTM(CGContextRef c, CGAffineTransform t) {
     PathSetAside aside(c->impl());
     cairo_rectangle(c->impl().cr.get(), 0, 0, 0, 0);
     cairo_clip(c->impl().cr.get());
+    c->impl().state.clipped = true;
     return;
   }
   cairo_transform(c->impl().cr.get(), &m);
@@ -227,6 +315,7 @@ CGAffineTransform CGContextGetCTM(CGContextRef c) {
 
 void CGContextClipToRect(CGContextRef c, CGRect rect) {
   if (!c) return;
+  c->impl().state.clipped = true;
   PathSetAside aside(c->impl());
   if (isDrawable(rect)) {
     addRect(c->impl().cr.get(), rect);
@@ -238,6 +327,7 @@ void CGContextClipToRect(CGContextRef c, CGRect rect) {
 
 void CGContextClip(CGContextRef c) {
   if (!c) return;
+  c->impl().state.clipped = true;
   cairo_set_fill_rule(c->impl().cr.get(), CAIRO_FILL_RULE_WINDING);
   cairo_clip(c->impl().cr.get());
   c->impl().hasPath = false;
@@ -289,6 +379,7 @@ void CGContextAddPath(CGContextRef c, const CGPath& path) {
 
 void CGContextFillPath(CGContextRef c) {
   if (!c) return;
+  pixelsReady(c->impl());
   setSource(c->impl(), c->impl().state.fill);
   cairo_set_fill_rule(c->impl().cr.get(), CAIRO_FILL_RULE_WINDING);
   cairo_fill(c->impl().cr.get());
@@ -297,6 +388,7 @@ void CGContextFillPath(CGContextRef c) {
 
 void CGContextStrokePath(CGContextRef c) {
   if (!c) return;
+  pixelsReady(c->impl());
   setSource(c->impl(), c->impl().state.stroke);
   cairo_set_line_width(c->impl().cr.get(), c->impl().state.lineWidth);
   cairo_stroke(c->impl().cr.get());
@@ -306,7 +398,8 @@ void CGContextStrokePath(CGContextRef c) {
 // --- Painting ---
 
 void CGContextFillRect(CGContextRef c, CGRect rect) {
-  if (!c || !isDrawable(rect)) return;
+  if (!c || !isDrawable(rect) || fillsFreshBitmap(c->impl(), rect)) return;
+  pixelsReady(c->impl());
   PathSetAside aside(c->impl());
   addRect(c->impl().cr.get(), rect);
   setSource(c->impl(), c->impl().state.fill);
@@ -315,6 +408,7 @@ void CGContextFillRect(CGContextRef c, CGRect rect) {
 
 void CGContextStrokeRect(CGContextRef c, CGRect rect) {
   if (!c || !isDrawable(rect)) return;
+  pixelsReady(c->impl());
   PathSetAside aside(c->impl());
   addRect(c->impl().cr.get(), rect);
   setSource(c->impl(), c->impl().state.stroke);
@@ -324,7 +418,7 @@ void CGContextStrokeRect(CGContextRef c, CGRect rect) {
 
 void CGContextClearRect(CGContextRef c, CGRect rect) {
   if (!c || !isDrawable(rect)) return;
-  cairo_t* cr = c->impl().cr.get();
+  cairo_t* cr = pixelsReady(c->impl());
   PathSetAside aside(c->impl());
   cairo_save(cr);
   cairo_set_operator(cr, CAIRO_OPERATOR_CLEAR);
@@ -357,7 +451,7 @@ void CGContextBeginTransparencyLayer(CGContextRef c) {
   CGContextSaveGState(c);
   impl.transparencyLayerAlphas.push_back(impl.state.alpha);
   impl.state.alpha = 1;
-  cairo_push_group(impl.cr.get());
+  cairo_push_group(pixelsReady(impl));
 }
 
 void CGContextEndTransparencyLayer(CGContextRef c) {
@@ -365,7 +459,7 @@ void CGContextEndTransparencyLayer(CGContextRef c) {
   auto& impl = c->impl();
   const double alpha = impl.transparencyLayerAlphas.back();
   impl.transparencyLayerAlphas.pop_back();
-  cairo_pop_group_to_source(impl.cr.get());
+  cairo_pop_group_to_source(pixelsReady(impl));
   {
     PathSetAside aside(impl);
     cairo_paint_with_alpha(impl.cr.get(), alpha);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ostream>
 
+#include "platform/BitmapPool.h"
 #include "platform/CairoHandles.h"
 
 namespace zerva {
@@ -35,34 +36,74 @@ CGPixel CGImage::pixelAt(std::size_t x, std::size_t y) const {
           static_cast<std::uint8_t>(word >> 24)};
 }
 
-CairoUniquePtr<cairo_surface_t> makeBitmapSurface(int pixelWidth, int pixelHeight, bool opaque) {
-  if (pixelWidth < 0 || pixelHeight < 0) return nullptr;
+namespace {
+
+constexpr int kMaxBitmapSide = 32767;  // Cairo's limit
+
+// The buffer of a pooled bitmap, handed back to the pool when Cairo drops the surface.
+struct PooledPixels {
+  unsigned char* data;
+  std::size_t bytes;
+};
+
+void givePixelsBack(void* pixels) {
+  auto* pooled = static_cast<PooledPixels*>(pixels);
+  BitmapPool::shared().giveBack(pooled->data, pooled->bytes);
+  delete pooled;
+}
+
+CairoUniquePtr<cairo_surface_t> makePooledSurface(int pixelWidth, int pixelHeight) {
+  if (pixelWidth < 0 || pixelHeight < 0 || pixelWidth > kMaxBitmapSide || pixelHeight > kMaxBitmapSide) return nullptr;
   const int stride = cairo_format_stride_for_width(CAIRO_FORMAT_ARGB32, pixelWidth);
   const auto bytes = static_cast<std::size_t>(stride) * static_cast<std::size_t>(pixelHeight);
-  if (!opaque || stride <= 0 || bytes == 0) {
+  if (stride <= 0 || bytes == 0) {
+    // Nothing to pool: Cairo's own empty surface.
     CairoUniquePtr<cairo_surface_t> surface(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, pixelWidth, pixelHeight));
     if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS) return nullptr;
     return surface;
   }
-  // Opaque bitmaps start black: one pass over fresh memory (one row set, then copied down),
-  // where a cleared surface set black would be written twice (a frame at 400 x 844 is 1.3 MB
-  // a pass). Always ARGB32, even when opaque: drawing one such image into another takes
-  // Cairo's fast paths, which an alpha-less source into an alpha destination does not.
-  auto* pixels = static_cast<unsigned char*>(std::malloc(bytes));
+  unsigned char* pixels = BitmapPool::shared().take(bytes);
   if (!pixels) return nullptr;
-  auto* firstRow = reinterpret_cast<std::uint32_t*>(pixels);
-  std::fill_n(firstRow, static_cast<std::size_t>(stride) / 4, 0xFF000000u);
-  for (int y = 1; y < pixelHeight; ++y) std::memcpy(pixels + static_cast<std::size_t>(y) * stride, pixels, stride);
+  // Always ARGB32, even when opaque: drawing one such image into another takes Cairo's fast
+  // paths, which an alpha-less source into an alpha destination does not.
   CairoUniquePtr<cairo_surface_t> surface(
       cairo_image_surface_create_for_data(pixels, CAIRO_FORMAT_ARGB32, pixelWidth, pixelHeight, stride));
   static const cairo_user_data_key_t kPixelsKey{};
+  auto* pooled = new PooledPixels{pixels, bytes};
   if (cairo_surface_status(surface.get()) != CAIRO_STATUS_SUCCESS ||
-      cairo_surface_set_user_data(surface.get(), &kPixelsKey, pixels, std::free) != CAIRO_STATUS_SUCCESS) {
-    std::free(pixels);
+      cairo_surface_set_user_data(surface.get(), &kPixelsKey, pooled, givePixelsBack) != CAIRO_STATUS_SUCCESS) {
+    givePixelsBack(pooled);
     return nullptr;
   }
-  cairo_surface_mark_dirty(surface.get());
   return surface;
+}
+
+}  // namespace
+
+void fillBitmap(cairo_surface_t* surface, std::uint32_t pixel) {
+  cairo_surface_flush(surface);
+  unsigned char* pixels = cairo_image_surface_get_data(surface);
+  const int stride = cairo_image_surface_get_stride(surface);
+  const int height = cairo_image_surface_get_height(surface);
+  if (!pixels || stride <= 0 || height <= 0) return;
+  if (pixel == 0) {
+    std::memset(pixels, 0, static_cast<std::size_t>(stride) * static_cast<std::size_t>(height));
+  } else {
+    // One row set, then copied down.
+    std::fill_n(reinterpret_cast<std::uint32_t*>(pixels), static_cast<std::size_t>(stride) / 4, pixel);
+    for (int y = 1; y < height; ++y) std::memcpy(pixels + static_cast<std::size_t>(y) * stride, pixels, stride);
+  }
+  cairo_surface_mark_dirty(surface);
+}
+
+CairoUniquePtr<cairo_surface_t> makeBitmapSurface(int pixelWidth, int pixelHeight, bool opaque) {
+  auto surface = makePooledSurface(pixelWidth, pixelHeight);
+  if (surface) fillBitmap(surface.get(), opaque ? 0xFF000000u : 0u);
+  return surface;
+}
+
+CairoUniquePtr<cairo_surface_t> makeScratchBitmapSurface(int pixelWidth, int pixelHeight) {
+  return makePooledSurface(pixelWidth, pixelHeight);
 }
 
 CGImageRef makeImage(CairoUniquePtr<cairo_surface_t> surface) {
@@ -77,7 +118,7 @@ cairo_surface_t* surfaceOf(const CGImage& image) { return image.impl().surface.g
 CGImageRef CGImageCreateWithPixels(std::size_t width, std::size_t height, std::size_t bytesPerRow,
                                    const std::uint32_t* pixels) {
   if (width > 32767 || height > 32767 || bytesPerRow < width * 4 || (!pixels && width && height)) return nullptr;
-  auto surface = makeBitmapSurface(static_cast<int>(width), static_cast<int>(height), false);
+  auto surface = makeScratchBitmapSurface(static_cast<int>(width), static_cast<int>(height));
   if (!surface) return nullptr;
   const auto* src = reinterpret_cast<const std::uint8_t*>(pixels);
   std::uint8_t* dst = cairo_image_surface_get_data(surface.get());

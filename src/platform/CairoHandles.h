@@ -4,7 +4,9 @@
 
 #include <cairo.h>
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "platform/CGContext.h"
 #include "platform/CGImage.h"
@@ -24,13 +26,22 @@ using CairoUniquePtr = std::unique_ptr<T, CairoDestroy>;
 
 /// A new ARGB32 bitmap of the given pixel size; nullptr when Cairo cannot make one
 /// (sizes beyond 32767 pixels, out of memory). Opaque bitmaps start opaque black, others clear.
+/// Its pixels come from BitmapPool and go back to it when the surface is destroyed.
 CairoUniquePtr<cairo_surface_t> makeBitmapSurface(int pixelWidth, int pixelHeight, bool opaque);
+/// The same with its pixels left as the pool hands them over, which may be an old frame's: for a
+/// bitmap written whole before anything reads it.
+CairoUniquePtr<cairo_surface_t> makeScratchBitmapSurface(int pixelWidth, int pixelHeight);
+/// Sets every pixel of an image surface to the premultiplied 0xAARRGGBB word.
+void fillBitmap(cairo_surface_t* surface, std::uint32_t pixel);
 
 /// The cairo_t a context draws with.
 cairo_t* cairoOf(CGContext& context);
 
-/// Makes a context over a bitmap; user space is the bitmap's pixels scaled down by `scale`.
-std::unique_ptr<CGContext> makeBitmapContext(CairoUniquePtr<cairo_surface_t> surface, double scale);
+/// Makes a context over a bitmap whose pixels are not set yet (makeScratchBitmapSurface); user
+/// space is the bitmap's pixels scaled down by `scale`. The pixels are set to the start (opaque
+/// black or clear) when something first draws, or when the image is taken; a first image drawing
+/// that covers every pixel writes them instead.
+std::unique_ptr<CGContext> makeBitmapContext(CairoUniquePtr<cairo_surface_t> surface, double scale, bool opaque);
 
 /// The alpha the context's graphics state multiplies everything by.
 double contextAlpha(CGContext& context);
@@ -38,6 +49,24 @@ double contextAlpha(CGContext& context);
 /// Draws the image stretched over the rectangle, its top row at the rectangle's smallest y when
 /// upright, else at its largest y (CGContextDrawImage).
 void drawImageInRect(CGContext& context, CGRect rect, const CGImage& image, bool upright);
+
+/// Where an image drawn with the given mapping lands, in device pixels, when the mapping is a pure
+/// scale onto whole pixels inside the bitmap, mirrored at most top to bottom (bottomUp: the
+/// image's top row at the bottom); std::nullopt for any other placement, and inside a
+/// transparency layer. userFromImage maps image pixels to user space.
+struct ImagePlacement {
+  int x, y, width, height;
+  bool bottomUp;
+};
+std::optional<ImagePlacement> wholePixelPlacement(cairo_t* cr, const CGImage& image,
+                                                  const cairo_matrix_t& userFromImage);
+/// Writes the image's pixels, placed (copied, or scaled bilinear by libyuv), to the rows at
+/// `pixels`: placement.width x placement.height pixels, nothing composited. False when libyuv
+/// refuses.
+bool writeImagePixels(const CGImage& image, const ImagePlacement& placement, unsigned char* pixels, int bytesPerRow);
+/// The same through a scratch bitmap composited as any drawing: over what is there, through the
+/// context's clip, with the alpha.
+bool compositeImagePixels(cairo_t* cr, const CGImage& image, const ImagePlacement& placement, double alpha);
 
 /// Fills or strokes (with the given line width) a path of its own, leaving the context's
 /// current path and graphics state as they were.

@@ -46,9 +46,9 @@ std::shared_ptr<UIImage> UIGraphicsImageRenderer::imageWithActions(const Actions
   constexpr std::size_t kMaxSide = 32767;
   const std::size_t w = pixelWidth(), h = pixelHeight();
   if (w > kMaxSide || h > kMaxSide) return nullptr;
-  auto surface = makeBitmapSurface(static_cast<int>(w), static_cast<int>(h), format_.opaque());
+  auto surface = makeScratchBitmapSurface(static_cast<int>(w), static_cast<int>(h));
   if (!surface) return nullptr;
-  std::unique_ptr<zerva::CGContext> context = makeBitmapContext(std::move(surface), format_.scale());
+  std::unique_ptr<zerva::CGContext> context = makeBitmapContext(std::move(surface), format_.scale(), format_.opaque());
   if (actions) {
     UIGraphicsImageRendererContext rendererContext(context.get(), format_);
     CurrentContextScope current(context.get());

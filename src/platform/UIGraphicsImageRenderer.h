@@ -1,9 +1,11 @@
 #pragma once
 // Makes images by running drawing actions on a fresh bitmap.
 //
-// Each imageWithActions: call draws into a new bitmap of size x scale pixels (rounded up), so
-// one renderer can be reused for frame after frame, from any thread, and its images never
-// share or leak pixels. Actions draw in points: the context's transform already holds the scale.
+// Each imageWithActions: call draws into a bitmap of its own of size x scale pixels (rounded up),
+// so one renderer can be reused for frame after frame, from any thread, and its images never
+// share or leak pixels. The memory may be a dropped image's (BitmapPool), never a live one's, and
+// it starts as the format says whatever it held before. Actions draw in points: the context's
+// transform already holds the scale.
 
 #include <functional>
 #include <memory>

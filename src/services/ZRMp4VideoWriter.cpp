@@ -170,24 +170,19 @@ struct ZRMp4VideoWriter::Impl {
 
   // The encoder's two calls; a test's fault answers in their place when it says so.
   int sendFrame(const AVFrame* f) {
-    if (fault) {
-      if (const int injected = fault(ZRVideoEncoderStep::sendFrame, f ? f->pts : lastPts); injected < 0) return injected;
-    }
-    return avcodec_send_frame(codec.get(), f);
+    const int injected = fault ? fault(ZRVideoEncoderStep::sendFrame, f ? f->pts : lastPts) : 0;
+    return injected < 0 ? injected : avcodec_send_frame(codec.get(), f);
   }
 
   int receivePacket() {
-    if (fault) {
-      if (const int injected = fault(ZRVideoEncoderStep::receivePacket, lastPts); injected < 0) return injected;
-    }
-    return avcodec_receive_packet(codec.get(), received.get());
+    const int injected = fault ? fault(ZRVideoEncoderStep::receivePacket, lastPts) : 0;
+    return injected < 0 ? injected : avcodec_receive_packet(codec.get(), received.get());
   }
 
   NSError encoderError(int ret, const std::string& what) const {
-    return ZRVideoRecorderError(ZRVideoRecorderErrorEncodingFailed,
-                                stringWithFormat("The H.264 encoder (%@) %@: %@.", config.encoderName, what,
-                                                 avErrorText(ret)),
-                                path());
+    return ZRVideoRecorderError(
+        ZRVideoRecorderErrorEncodingFailed,
+        stringWithFormat("The H.264 encoder (%@) %@: %@.", config.encoderName, what, avErrorText(ret)), path());
   }
 
   static std::string atFrame(std::int64_t pts) {

@@ -228,7 +228,8 @@ class FailingEncoder {
   /// The times of the frames that went through the encoder whole.
   std::vector<std::int64_t> timesBeforeFailureMs() const {
     std::lock_guard lock(mutex_);
-    return {sentTimesMs_.begin(), sentTimesMs_.begin() + std::min<std::ptrdiff_t>(failingFrame_ - 1, sentTimesMs_.size())};
+    return {sentTimesMs_.begin(),
+            sentTimesMs_.begin() + std::min<std::ptrdiff_t>(failingFrame_ - 1, sentTimesMs_.size())};
   }
 
  private:
@@ -273,9 +274,10 @@ TEST_F(RecorderFaults, AnEncoderThatFailsMidRecordingEndsItKeepingEveryFrameBefo
     ASSERT_TRUE(stopped.error) << failure.name;
     EXPECT_EQ(stopped.error->domain(), ZRSessionVideoRecorderErrorDomain);
     EXPECT_EQ(stopped.error->code(), ZRVideoRecorderErrorEncodingFailed);
-    EXPECT_EQ(stopped.error->localizedDescription(),
-              stringWithFormat("The H.264 encoder (libx264) %s the frame at %.3f s: Generic error in an external library.",
-                               failure.what, static_cast<double>(encoder.failedAtMs()) / 1000.0));
+    EXPECT_EQ(
+        stopped.error->localizedDescription(),
+        stringWithFormat("The H.264 encoder (libx264) %s the frame at %.3f s: Generic error in an external library.",
+                         failure.what, static_cast<double>(encoder.failedAtMs()) / 1000.0));
     EXPECT_FALSE(stopped.path) << failure.name;
     EXPECT_FALSE(std::filesystem::exists(path)) << failure.name << ": a recorder error at the stop deletes the file";
     EXPECT_FALSE(handler_->isRecording()) << failure.name;

@@ -190,7 +190,8 @@ void ScenePlayer::show(const SceneEvent& event) {
   if (screenHandler_) screenHandler_(event.screen, true);
 }
 
-std::vector<std::shared_ptr<UIViewController>> ScenePlayer::presentedAbove(const std::shared_ptr<UIViewController>& controller) {
+std::vector<std::shared_ptr<UIViewController>> ScenePlayer::presentedAbove(
+    const std::shared_ptr<UIViewController>& controller) {
   std::vector<std::shared_ptr<UIViewController>> chain;
   for (auto c = controller->presentedViewController(); c; c = c->presentedViewController()) chain.push_back(c);
   std::reverse(chain.begin(), chain.end());

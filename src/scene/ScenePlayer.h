@@ -61,7 +61,8 @@ class ScenePlayer {
   void show(const SceneEvent& event);
   void present(const SceneEvent& event);
   /// The screens `controller` presented, and they in turn, the topmost first.
-  static std::vector<std::shared_ptr<UIViewController>> presentedAbove(const std::shared_ptr<UIViewController>& controller);
+  static std::vector<std::shared_ptr<UIViewController>> presentedAbove(
+      const std::shared_ptr<UIViewController>& controller);
   void reportGone(const std::vector<std::shared_ptr<UIViewController>>& controllers);
   void rotate(UIInterfaceOrientation orientation);
   void typeText(const std::shared_ptr<UIView>& view, const std::string& text, double duration);

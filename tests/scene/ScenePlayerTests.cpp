@@ -184,7 +184,8 @@ TEST_F(ScenePlayerTest, AScreenThatGoesTakesWhatItPresentedAndEachIsReportedGone
     {"at": 3, "do": "present", "screen": "Form"},
     {"at": 4, "do": "show", "screen": "Detail"}])"));
   std::vector<std::string> changes;
-  player.setScreenHandler([&](const std::string& screen, bool visible) { changes.push_back((visible ? "+" : "-") + screen); });
+  player.setScreenHandler(
+      [&](const std::string& screen, bool visible) { changes.push_back((visible ? "+" : "-") + screen); });
   player.start(loop);
   runTo(player, 1);
   changes.clear();

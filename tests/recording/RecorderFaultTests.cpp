@@ -195,24 +195,14 @@ TEST_F(RecorderFaults, ADiskThatFillsMidRecordingEndsItWithTheDiskFullError) {
 // Stands in for libx264 refusing a frame: from frame `failingFrame` (counted from 1) on, `step`
 // fails as x264's own errors reach FFmpeg callers. Remembers the time of every frame handed to
 // the encoder and counts every call made after the failure.
-class FailingEncoder {
+class FailingEncoder : public std::enable_shared_from_this<FailingEncoder> {
  public:
   FailingEncoder(ZRVideoEncoderStep step, int failingFrame) : step_(step), failingFrame_(failingFrame) {}
 
   ZRVideoEncoderFault hook() {
-    return [this](ZRVideoEncoderStep step, std::int64_t frameTimeMs) {
-      std::lock_guard lock(mutex_);
-      if (failedAtMs_ >= 0) {
-        ++callsAfterFailure_;
-        return AVERROR_EXTERNAL;
-      }
-      if (step == ZRVideoEncoderStep::sendFrame) ++framesSent_;
-      if (step == step_ && framesSent_ == failingFrame_) {
-        failedAtMs_ = frameTimeMs;
-        return AVERROR_EXTERNAL;
-      }
-      if (step == ZRVideoEncoderStep::sendFrame) sentTimesMs_.push_back(frameTimeMs);
-      return 0;
+    // Shared: a recording that a failed check leaves running still calls it at the tear-down.
+    return [self = shared_from_this()](ZRVideoEncoderStep step, std::int64_t frameTimeMs) {
+      return self->answer(step, frameTimeMs);
     };
   }
 
@@ -233,6 +223,21 @@ class FailingEncoder {
   }
 
  private:
+  int answer(ZRVideoEncoderStep step, std::int64_t frameTimeMs) {
+    std::lock_guard lock(mutex_);
+    if (failedAtMs_ >= 0) {
+      ++callsAfterFailure_;
+      return AVERROR_EXTERNAL;
+    }
+    if (step == ZRVideoEncoderStep::sendFrame) ++framesSent_;
+    if (step == step_ && framesSent_ == failingFrame_) {
+      failedAtMs_ = frameTimeMs;
+      return AVERROR_EXTERNAL;
+    }
+    if (step == ZRVideoEncoderStep::sendFrame) sentTimesMs_.push_back(frameTimeMs);
+    return 0;
+  }
+
   const ZRVideoEncoderStep step_;
   const int failingFrame_;
   mutable std::mutex mutex_;
@@ -243,7 +248,7 @@ class FailingEncoder {
 };
 
 TEST_F(RecorderFaults, AnEncoderThatFailsMidRecordingEndsItKeepingEveryFrameBefore) {
-  // Mid-way through the second one-second fragment: frames held in memory, not yet on disk.
+  // About 2.5 s in, part-way through a one-second fragment: frames held in memory, not on disk.
   constexpr int kFailingFrame = 13;
   struct Failure {
     ZRVideoEncoderStep step;
@@ -253,8 +258,8 @@ TEST_F(RecorderFaults, AnEncoderThatFailsMidRecordingEndsItKeepingEveryFrameBefo
   const Failure failures[] = {{ZRVideoEncoderStep::sendFrame, "sendFrame", "refused"},
                               {ZRVideoEncoderStep::receivePacket, "receivePacket", "failed on"}};
   for (const Failure& failure : failures) {
-    FailingEncoder encoder(failure.step, kFailingFrame);
-    handler_->videoRecorder()->setEncoderFault(encoder.hook());
+    const auto encoder = std::make_shared<FailingEncoder>(failure.step, kFailingFrame);
+    handler_->videoRecorder()->setEncoderFault(encoder->hook());
     ASSERT_TRUE(startRecording());
     // A second name for the file: the handler deletes it when the stop reports an error, and
     // what the recorder left in it is what is checked.
@@ -262,8 +267,9 @@ TEST_F(RecorderFaults, AnEncoderThatFailsMidRecordingEndsItKeepingEveryFrameBefo
     const auto kept = folder_ / (std::string("kept-") + failure.name + ".mp4");
     std::filesystem::create_hard_link(path, kept);
     playFor(3.0);
-    ASSERT_GE(encoder.failedAtMs(), 0) << failure.name << ": the encoder never reached the failing frame";
+    ASSERT_GE(encoder->failedAtMs(), 0) << failure.name << ": the encoder never reached the failing frame";
     EXPECT_TRUE(handler_->isRecording()) << failure.name;
+    // The appends after the failure report NO: none is counted.
     EXPECT_EQ(handler_->numFramesInVideo(), kFailingFrame - 1) << failure.name;
 
     const auto stopCalled = std::chrono::steady_clock::now();
@@ -277,17 +283,17 @@ TEST_F(RecorderFaults, AnEncoderThatFailsMidRecordingEndsItKeepingEveryFrameBefo
     EXPECT_EQ(
         stopped.error->localizedDescription(),
         stringWithFormat("The H.264 encoder (libx264) %s the frame at %.3f s: Generic error in an external library.",
-                         failure.what, static_cast<double>(encoder.failedAtMs()) / 1000.0));
+                         failure.what, static_cast<double>(encoder->failedAtMs()) / 1000.0));
     EXPECT_FALSE(stopped.path) << failure.name;
     EXPECT_FALSE(std::filesystem::exists(path)) << failure.name << ": a recorder error at the stop deletes the file";
     EXPECT_FALSE(handler_->isRecording()) << failure.name;
     // The failed encoder is asked nothing more: no frame, no flush at the end.
-    EXPECT_EQ(encoder.callsAfterFailure(), 0) << failure.name;
+    EXPECT_EQ(encoder->callsAfterFailure(), 0) << failure.name;
     EXPECT_EQ(log_.count(std::string("recording failed: The H.264 encoder (libx264) ") + failure.what), 1u);
 
     const ProbedVideo video = probeVideo(kept.string());
     ASSERT_TRUE(video.readable) << failure.name;
-    EXPECT_EQ(video.framePtsMs, encoder.timesBeforeFailureMs()) << failure.name;
+    EXPECT_EQ(video.framePtsMs, encoder->timesBeforeFailureMs()) << failure.name;
     EXPECT_EQ(decodeFrames(kept.string(), video.width, video.height).frames.size(), video.framePtsMs.size())
         << failure.name;
     RecordProperty(std::string("framesKept_") + failure.name, static_cast<int>(video.framePtsMs.size()));

@@ -64,6 +64,11 @@ void SceneSdkSession::releaseHandlerState() {
   handler_->pauseForOcclusionNextFrame(nullptr);
   handler_->occludeScreen(false, false);
   handler_->occludeScreenAPI(false, false);
+  // A screen hidden when a recording stopped stays hidden in the app's next one, not another app's.
+  handler_->setEndOfSession_hideFullScreen(false);
+  handler_->setEndOfSession_hideFullScreenGestures(false);
+  handler_->setEndOfSession_hideFullScreen_APICall(false);
+  handler_->setEndOfSession_hideFullScreenGestures_APICall(false);
   handler_->setOccludeAllTextFields(false);
   handler_->setOccludeAllTexts(false);
   handler_->removeAllVisibleScreens();

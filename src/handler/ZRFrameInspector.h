@@ -102,7 +102,9 @@ class ZRFrameInspector {
   FrameObserver frameObserver_;
   MaskFault maskFault_;
   mutable Mutex mutex_;
+  static constexpr std::size_t kSourcesPerGeneration = 4096;
   std::unordered_map<std::string, ZRHiddenRectSource> sources_ GUARDED_BY(mutex_);
+  std::unordered_map<std::string, ZRHiddenRectSource> olderSources_ GUARDED_BY(mutex_);
 };
 
 }  // namespace zerva

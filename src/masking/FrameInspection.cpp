@@ -48,6 +48,12 @@ ZRFrameInspector::ZRFrameInspector(CaptureObserver captureObserver, FrameObserve
 
 void ZRFrameInspector::noteRects(const ZRRectStringList& rects, ZRHiddenRectSource source) {
   MutexLock lock(mutex_);
+  // Every scroll position makes new rect strings; a list is looked up within a few frames of
+  // being noted, so two generations bound the memory of a long recording.
+  if (sources_.size() >= kSourcesPerGeneration) {
+    olderSources_ = std::move(sources_);
+    sources_.clear();
+  }
   for (const auto& rect : rects) sources_[rect] = source;
 }
 
@@ -56,8 +62,13 @@ std::vector<ZRInspectedRect> ZRFrameInspector::inspectedRects(const ZRRectString
   inspected.reserve(rects.size());
   MutexLock lock(mutex_);
   for (const auto& rect : rects) {
-    const auto found = sources_.find(rect);
-    inspected.push_back({CGRectFromString(rect), found == sources_.end() ? ZRHiddenRectSource::Unknown : found->second});
+    ZRHiddenRectSource source = ZRHiddenRectSource::Unknown;
+    if (const auto found = sources_.find(rect); found != sources_.end()) {
+      source = found->second;
+    } else if (const auto older = olderSources_.find(rect); older != olderSources_.end()) {
+      source = older->second;
+    }
+    inspected.push_back({CGRectFromString(rect), source});
   }
   return inspected;
 }

@@ -181,11 +181,26 @@ void ScenePlayer::show(const SceneEvent& event) {
   auto controller = screenNamed(event.screen);
   if (!window || !controller) return;
   if (auto old = window->rootViewController()) {
+    // What the old root presented goes with it, the topmost first.
+    reportGone(presentedAbove(old));
     old->dismissViewController();
     if (screenHandler_ && old != controller) screenHandler_(old->title(), false);
   }
   window->setRootViewController(controller);
   if (screenHandler_) screenHandler_(event.screen, true);
+}
+
+std::vector<std::shared_ptr<UIViewController>> ScenePlayer::presentedAbove(
+    const std::shared_ptr<UIViewController>& controller) {
+  std::vector<std::shared_ptr<UIViewController>> chain;
+  for (auto c = controller->presentedViewController(); c; c = c->presentedViewController()) chain.push_back(c);
+  std::reverse(chain.begin(), chain.end());
+  return chain;
+}
+
+void ScenePlayer::reportGone(const std::vector<std::shared_ptr<UIViewController>>& controllers) {
+  if (!screenHandler_) return;
+  for (const auto& c : controllers) screenHandler_(c->title(), false);
 }
 
 void ScenePlayer::present(const SceneEvent& event) {
@@ -272,8 +287,12 @@ void ScenePlayer::apply(const SceneEvent& event) {
       break;
     case SceneAction::Dismiss:
       if (auto controller = screenNamed(event.screen); controller && controller->presentingViewController()) {
-        controller->dismissViewController();
-        if (screenHandler_) screenHandler_(event.screen, false);
+        // The named screen goes, with whatever it presented in turn; asked of the screen itself,
+        // the platform would dismiss only what it presented.
+        auto gone = presentedAbove(controller);
+        gone.push_back(controller);
+        controller->presentingViewController()->dismissViewController();
+        reportGone(gone);
       }
       break;
     case SceneAction::Scroll: {

@@ -60,6 +60,10 @@ class ScenePlayer {
   void apply(const SceneEvent& event);
   void show(const SceneEvent& event);
   void present(const SceneEvent& event);
+  /// The screens `controller` presented, and they in turn, the topmost first.
+  static std::vector<std::shared_ptr<UIViewController>> presentedAbove(
+      const std::shared_ptr<UIViewController>& controller);
+  void reportGone(const std::vector<std::shared_ptr<UIViewController>>& controllers);
   void rotate(UIInterfaceOrientation orientation);
   void typeText(const std::shared_ptr<UIView>& view, const std::string& text, double duration);
   std::shared_ptr<UIWindow> targetWindow(const std::string& name) const;

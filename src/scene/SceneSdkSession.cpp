@@ -11,6 +11,7 @@
 #include "platform/NSTimer.h"
 #include "scene/ScenePlayer.h"
 #include "services/InternalZRConfiguration.h"
+#include "services/ZRHeatTimeHandler.h"
 #include "services/ZRImageRenderer.h"
 #include "services/ZRLogUtility.h"
 #include "services/ZROcclusionManager.h"
@@ -28,19 +29,25 @@ SceneSdkSession::SceneSdkSession(const Scene& scene, ScenePlayer& player, std::s
       player_(player),
       handler_(std::move(handler)),
       self_(std::make_shared<SceneSdkSession*>(this)) {
-  if (sdk_.enableAutomaticScreenNameTagging) {
-    // What automatic screen tagging reports: the screens the app shows, by name.
-    std::weak_ptr<ZRViewVideoHandler> weak = handler_;
-    player_.setScreenHandler([weak](const std::string& screen, bool visible) {
-      auto handler = weak.lock();
-      if (!handler) return;
-      if (visible) {
-        handler->addVisibleScreen(screen, screen);
-      } else {
-        handler->removeVisibleScreenForControllerId(screen);
-      }
-    });
-  }
+  // The SDK's screen tracker follows what the app shows: the screen shown last is the current
+  // one, which the hidden screens of the session settings are checked against when a recording
+  // starts. With automatic screen name tagging on, the screens are also the visible screens.
+  std::weak_ptr<ZRViewVideoHandler> weak = handler_;
+  const bool tagging = sdk_.enableAutomaticScreenNameTagging;
+  auto shown = std::make_shared<std::vector<std::string>>();
+  player_.setScreenHandler([weak, tagging, shown](const std::string& screen, bool visible) {
+    std::erase(*shown, screen);
+    if (visible) shown->push_back(screen);
+    ZRHeatTimeHandler::sharedHandler()->setCurrentScreenName(shown->empty() ? std::nullopt
+                                                                            : std::optional(shown->back()));
+    auto handler = weak.lock();
+    if (!tagging || !handler) return;
+    if (visible) {
+      handler->addVisibleScreen(screen, screen);
+    } else {
+      handler->removeVisibleScreenForControllerId(screen);
+    }
+  });
 }
 
 SceneSdkSession::~SceneSdkSession() {
@@ -57,9 +64,15 @@ void SceneSdkSession::releaseHandlerState() {
   handler_->pauseForOcclusionNextFrame(nullptr);
   handler_->occludeScreen(false, false);
   handler_->occludeScreenAPI(false, false);
+  // A screen hidden when a recording stopped stays hidden in the app's next one, not another app's.
+  handler_->setEndOfSession_hideFullScreen(false);
+  handler_->setEndOfSession_hideFullScreenGestures(false);
+  handler_->setEndOfSession_hideFullScreen_APICall(false);
+  handler_->setEndOfSession_hideFullScreenGestures_APICall(false);
   handler_->setOccludeAllTextFields(false);
   handler_->setOccludeAllTexts(false);
   handler_->removeAllVisibleScreens();
+  ZRHeatTimeHandler::sharedHandler()->setCurrentScreenName(std::nullopt);
   if (auto manager = handler_->occlusionManager()) {
     manager->setOcclusion(std::nullopt, ZROcclusionSourceDashboard);
     manager->setOcclusion(std::nullopt, ZROcclusionSourceManual);

@@ -30,6 +30,7 @@ constexpr AVRational kTimeBase{1, 1000};
 // 24.8 days at milliseconds): it would move the later frame to a millisecond after the earlier.
 // A longer gap is shortened to this, and every later frame moved back by as much.
 constexpr std::int64_t kMaxFrameGap = std::int64_t{24} * 24 * 3600 * 1000;
+constexpr const char* kFinishing = "failed while finishing the video";
 
 struct AVDeleter {
   void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
@@ -99,7 +100,11 @@ struct ZRMp4VideoWriter::Impl {
   std::int64_t lastPts = -1;         // on the video's time line
   std::int64_t lastGivenPts = -1;    // as the caller gave it
   std::int64_t shortenedBy = 0;      // what gaps beyond kMaxFrameGap took out of the time line
+  ZRVideoEncoderFault fault;
   NSErrorOrNil failure;
+  // The failure is the encoder's alone: the file is sound, and finish() still writes what came
+  // out of the encoder.
+  bool onlyEncoderFailed = false;
   bool finished = false;
 
   ~Impl() { releaseFile(); }
@@ -159,24 +164,61 @@ struct ZRMp4VideoWriter::Impl {
     }
     av_packet_move_ref(held.get(), packet);
     holding = true;
+    ++framesEncoded;
     return error;
   }
 
-  NSErrorOrNil drainEncoder() {
+  // The encoder's two calls; a test's fault answers in their place when it says so.
+  int sendFrame(const AVFrame* f) {
+    const int injected = fault ? fault(ZRVideoEncoderStep::sendFrame, f ? f->pts : lastPts) : 0;
+    return injected < 0 ? injected : avcodec_send_frame(codec.get(), f);
+  }
+
+  int receivePacket() {
+    const int injected = fault ? fault(ZRVideoEncoderStep::receivePacket, lastPts) : 0;
+    return injected < 0 ? injected : avcodec_receive_packet(codec.get(), received.get());
+  }
+
+  NSError encoderError(int ret, const std::string& what) const {
+    return ZRVideoRecorderError(
+        ZRVideoRecorderErrorEncodingFailed,
+        stringWithFormat("The H.264 encoder (%@) %@: %@.", config.encoderName, what, avErrorText(ret)), path());
+  }
+
+  static std::string atFrame(std::int64_t pts) {
+    return stringWithFormat("the frame at %.3f s", static_cast<double>(pts) / 1000.0);
+  }
+
+  // Writes out what the encoder has ready, after the last frame sent or, `finishing`, after
+  // the end. A failure fails the writer (fail or failEncoder).
+  NSErrorOrNil drainEncoder(bool finishing) {
     for (;;) {
-      const int ret = avcodec_receive_packet(codec.get(), received.get());
+      const int ret = receivePacket();
       if (ret == AVERROR(EAGAIN) || ret == AVERROR_EOF) return std::nullopt;
       if (ret < 0) {
-        return ZRVideoRecorderError(ZRVideoRecorderErrorEncodingFailed,
-                                    "The H.264 encoder failed: " + avErrorText(ret) + ".", path());
+        failEncoder(encoderError(ret, finishing ? kFinishing : "failed on " + atFrame(lastPts)));
+        return failure;
       }
-      if (NSErrorOrNil error = takePacket(received.get())) return error;
+      if (NSErrorOrNil error = takePacket(received.get())) {
+        fail(*error);
+        return failure;
+      }
     }
   }
 
+  bool fileIsSound() const { return !failure || onlyEncoderFailed; }
+
   void fail(const NSError& error) {
     if (!failure) failure = error;
+    onlyEncoderFailed = false;
     cutToWholeFragment();
+  }
+
+  // Nothing was written part-way: the file stays as it is, open for what the encoder gave.
+  void failEncoder(const NSError& error) {
+    if (failure) return;
+    failure = error;
+    onlyEncoderFailed = true;
   }
 
   // A write that failed part-way (a full disk takes what fits) leaves a torn fragment, which
@@ -296,6 +338,8 @@ NSResult<std::unique_ptr<ZRMp4VideoWriter>> ZRMp4VideoWriter::create(const ZRVid
   return std::unique_ptr<ZRMp4VideoWriter>(new ZRMp4VideoWriter(std::move(impl)));
 }
 
+void ZRMp4VideoWriter::setEncoderFault(ZRVideoEncoderFault fault) { impl_->fault = std::move(fault); }
+
 NSErrorOrNil ZRMp4VideoWriter::startFile(std::unique_ptr<ZRVideoOutput> output) {
   Impl& d = *impl_;
   if (d.format || d.finished || !output) {
@@ -399,10 +443,10 @@ NSErrorOrNil ZRMp4VideoWriter::encodeFrame(const ZRBGRAFrame& source, double sec
   }
   f->pts = pts;
 
-  const int sent = avcodec_send_frame(d.codec.get(), f);
+  const int sent = d.sendFrame(f);
   if (sent < 0) {
-    return ZRVideoRecorderError(ZRVideoRecorderErrorEncodingFailed,
-                                "The H.264 encoder refused a frame: " + avErrorText(sent) + ".", d.path());
+    d.failEncoder(d.encoderError(sent, "refused " + Impl::atFrame(pts)));
+    return d.failure;
   }
   d.lastPts = pts;
   d.lastGivenPts = given;
@@ -413,12 +457,7 @@ NSErrorOrNil ZRMp4VideoWriter::encodeFrame(const ZRBGRAFrame& source, double sec
                            static_cast<double>(shortening + kMaxFrameGap) / 1000.0,
                            static_cast<double>(kMaxFrameGap) / 1000.0));
   }
-  ++d.framesEncoded;
-  if (NSErrorOrNil error = d.drainEncoder()) {
-    d.fail(*error);
-    return d.failure;
-  }
-  return std::nullopt;
+  return d.drainEncoder(/*finishing=*/false);
 }
 
 NSErrorOrNil ZRMp4VideoWriter::finish() {
@@ -426,9 +465,16 @@ NSErrorOrNil ZRMp4VideoWriter::finish() {
   if (d.finished) return d.failure;
   d.finished = true;
   if (d.format && !d.failure) {
-    avcodec_send_frame(d.codec.get(), nullptr);
-    NSErrorOrNil error = d.drainEncoder();
-    if (!error && d.holding) {
+    // What the encoder still holds; a failure here fails the writer, whose file stays sound.
+    if (const int flushed = d.sendFrame(nullptr); flushed < 0) {
+      d.failEncoder(d.encoderError(flushed, kFinishing));
+    } else {
+      (void)d.drainEncoder(/*finishing=*/true);
+    }
+  }
+  if (d.format && d.fileIsSound()) {
+    NSErrorOrNil error;
+    if (d.holding) {
       d.held->duration = std::max<std::int64_t>(1, std::llround(1000.0 / d.config.frameRate));
       error = d.writeHeld();
     }

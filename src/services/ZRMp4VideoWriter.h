@@ -17,6 +17,9 @@
 // Full disk: a write that fails part-way is cut back to the last whole fragment, so the file
 // ends on a box boundary and decodes without errors up to there.
 //
+// Failed encoder: the file itself is sound, so finish() still writes every frame that came out
+// of the encoder before it failed, with the index; nothing more is encoded.
+//
 // Odd sizes: H.264 in 4:2:0 needs even sides. An odd width or height is padded by one pixel,
 // repeating the last column or row; encodedWidth()/encodedHeight() say what the video has.
 
@@ -27,6 +30,7 @@
 #include "platform/NSError.h"
 #include "platform/NSResult.h"
 #include "services/ZRBGRAFrame.h"
+#include "services/ZRVideoEncoderFault.h"
 #include "services/ZRVideoOutput.h"
 
 namespace zerva {
@@ -69,11 +73,13 @@ class ZRMp4VideoWriter {
   ZRMp4VideoWriter(const ZRMp4VideoWriter&) = delete;
   ZRMp4VideoWriter& operator=(const ZRMp4VideoWriter&) = delete;
 
+  /// Lets a test make the encoder fail (ZRVideoEncoderFault.h). Before startFile.
+  void setEncoderFault(ZRVideoEncoderFault fault);
   /// Writes the file header to the output, which the writer owns from now on.
   [[nodiscard]] NSErrorOrNil startFile(std::unique_ptr<ZRVideoOutput> output);
   /// Converts and encodes one frame of exactly width x height pixels at `seconds` (which must be
   /// finite, not negative, and at least a millisecond after the previous frame's). After a
-  /// write error every later call fails with that error.
+  /// write or encoder error every later call fails with that error.
   [[nodiscard]] NSErrorOrNil encodeFrame(const ZRBGRAFrame& frame, double seconds);
   /// Encodes what is pending, writes the last fragment and index, and closes the output. The
   /// first error met (here or earlier) is returned. Later calls do nothing and return it again.
@@ -81,7 +87,7 @@ class ZRMp4VideoWriter {
 
   int encodedWidth() const;
   int encodedHeight() const;
-  /// Frames written to the output or held for the next fragment.
+  /// Frames out of the encoder: written to the output or held for the next fragment.
   std::int64_t framesEncoded() const;
   /// Bytes handed to the output so far.
   std::int64_t bytesWritten() const;

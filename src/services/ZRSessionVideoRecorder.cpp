@@ -118,6 +118,11 @@ void ZRSessionVideoRecorder::setEncoderName(std::string name) {
   encoderName_ = std::move(name);
 }
 
+void ZRSessionVideoRecorder::setEncoderFault(ZRVideoEncoderFault fault) {
+  MutexLock lock(mutex_);
+  encoderFault_ = std::move(fault);
+}
+
 std::shared_ptr<ZRRecordingFile> ZRSessionVideoRecorder::recordingFile() const {
   MutexLock lock(mutex_);
   return file_;
@@ -155,12 +160,14 @@ NSErrorOrNil ZRSessionVideoRecorder::openRecordingOnWriter(const ZRSessionVideoS
   std::string folder, encoderName;
   bool folderIsDefault = false;
   OutputFactory factory;
+  ZRVideoEncoderFault encoderFault;
   {
     MutexLock lock(mutex_);
     folder = folder_;
     folderIsDefault = folderIsDefault_;
     factory = outputFactory_;
     encoderName = encoderName_;
+    encoderFault = encoderFault_;
   }
   if (!factory) factory = ZRVideoOutputCreateFile;
 
@@ -177,6 +184,7 @@ NSErrorOrNil ZRSessionVideoRecorder::openRecordingOnWriter(const ZRSessionVideoS
   auto created = ZRMp4VideoWriter::create(config);
   if (!created) return created.error();
   std::unique_ptr<ZRMp4VideoWriter> writer = std::move(*created);
+  if (encoderFault) writer->setEncoderFault(std::move(encoderFault));
 
   std::error_code ec, made;
   if (folderIsDefault) fs::create_directories(folder, made);

@@ -32,6 +32,7 @@
 #include "platform/UIImage.h"
 #include "services/ZRRecordingFile.h"
 #include "services/ZRSessionVideoSettings.h"
+#include "services/ZRVideoEncoderFault.h"
 #include "services/ZRVideoOutput.h"
 #include "services/ZRVideoRecorderErrors.h"
 
@@ -76,6 +77,8 @@ class ZRSessionVideoRecorder : public NSObject {
   void setOutputFactory(OutputFactory factory);
   /// The FFmpeg encoder to use; "libx264" unless a test asks for another.
   void setEncoderName(std::string name);
+  /// Makes the encoder fail where the hook says (tests); nullptr for none.
+  void setEncoderFault(ZRVideoEncoderFault fault);
 
   // --- Diagnostics ------------------------------------------------------------------------------
 
@@ -107,6 +110,7 @@ class ZRSessionVideoRecorder : public NSObject {
   bool folderIsDefault_ GUARDED_BY(mutex_) = true;
   OutputFactory outputFactory_ GUARDED_BY(mutex_);
   std::string encoderName_ GUARDED_BY(mutex_) = "libx264";
+  ZRVideoEncoderFault encoderFault_ GUARDED_BY(mutex_);
   std::shared_ptr<ZRRecordingFile> file_ GUARDED_BY(mutex_);
   CGSize videoSize_ GUARDED_BY(mutex_);
   NSErrorOrNil lastAppendError_ GUARDED_BY(mutex_);

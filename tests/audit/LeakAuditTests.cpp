@@ -9,7 +9,9 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
+#include <nlohmann/json.hpp>
 
 #include "audit/LeakAudit.h"
 #include "audit/LeakScanner.h"
@@ -339,6 +341,53 @@ TEST_F(LeakAuditTest, TheDemoSceneAuditsCleanAndLeaksWithoutItsRectangles) {
   EXPECT_TRUE(leakedAround(6.5, 8)) << "the checkout page's password field";
   std::printf("without rectangles: %zu of %zu frames leak, %zu pixels\n", unmasked.leakedFrames.size(),
               unmasked.framesAudited, unmasked.pixelsLeaked);
+}
+
+// Three leaks the capture rules themselves allow, found by generated scenes and kept as scenes:
+// each is seen, and each goes away with the one thing that causes it.
+TEST_F(LeakAuditTest, TheLeaksTheCaptureRulesAllowAreSeenAndEachHasItsCause) {
+  struct Case {
+    const char* file;
+    std::size_t leakedFrames;
+    std::function<void(nlohmann::json&)> withoutTheCause;
+  };
+  const auto callNamed = [](nlohmann::json& scene, const char* method) -> nlohmann::json& {
+    for (auto& event : scene["timeline"])
+      if (event.contains("call") && event["call"]["method"] == method) return event;
+    throw std::runtime_error(std::string("no call ") + method);
+  };
+  const std::vector<Case> cases = {
+      // Masks follow the scroll in flight; the layer route draws where it ends.
+      {"animated-scroll-on-the-layer-route.json", 3,
+       [](nlohmann::json& scene) { scene["sdk"]["enableImprovedScreenCapture"] = true; }},
+      // A frame taken while the hook's answer is owed hands the rectangles over first.
+      {"late-pause-hook-answer.json", 3,
+       [&](nlohmann::json& scene) { callNamed(scene, "pauseForOcclusionNextFrame")["call"]["reply"]["after"] = 0.05; }},
+      {"pause-hook-removed-while-a-reply-is-pending.json", 1, [](nlohmann::json& scene) {
+         auto& timeline = scene["timeline"];
+         for (auto it = timeline.begin(); it != timeline.end(); ++it)
+           if (it->contains("call") && (*it)["call"].contains("reply") && (*it)["call"]["reply"].is_null()) {
+             timeline.erase(it);
+             return;
+           }
+       }}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.file);
+    const fs::path path = fs::path(ZERVA_TESTS_DIR) / "scenegen" / "leaks" / c.file;
+    std::ifstream in(path);
+    nlohmann::json scene = nlohmann::json::parse(in);
+    LeakAuditOptions options;
+    options.writeLeakPictures = false;
+    options.outputFolder = (folder_ / path.stem()).string();
+    const auto leaked = LeakAudit::run(loadScene(scene.dump()), options);
+    EXPECT_EQ(leaked.status, LeakAuditResult::Status::Leaked) << leaked.message;
+    EXPECT_EQ(leaked.leakedFrames.size(), c.leakedFrames) << leaked.summary();
+
+    c.withoutTheCause(scene);
+    const auto clean = LeakAudit::run(loadScene(scene.dump()), options);
+    EXPECT_EQ(clean.status, LeakAuditResult::Status::Clean) << clean.message << clean.summary();
+    EXPECT_GT(clean.framesAudited, 5u);
+  }
 }
 
 }  // namespace

@@ -134,4 +134,18 @@ TEST_F(FrameInspectionTest, AHiddenScreenIsOneWholeScreenRectangleAndPausesAreBl
 }
 
 }  // namespace
+// A long scrolling recording notes a new rect string at every position: recent ones keep their
+// source, old ones are let go.
+TEST(FrameInspectorSources, RecentRectanglesKeepTheirSourceAndOldOnesAreLetGo) {
+  ZRFrameInspector inspector(nullptr, nullptr);
+  auto rectAt = [](int y) { return NSStringFromCGRect(CGRectMake(0, y, 10, 10)); };
+  for (int y = 0; y < 20000; ++y) inspector.noteRects({rectAt(y)}, ZRHiddenRectSource::SensitiveView);
+  inspector.noteRects({rectAt(-1)}, ZRHiddenRectSource::WebPage);
+  const auto found = inspector.inspectedRects({rectAt(-1), rectAt(19999), rectAt(19999 - 4096), rectAt(0)});
+  EXPECT_EQ(found[0].source, ZRHiddenRectSource::WebPage);
+  EXPECT_EQ(found[1].source, ZRHiddenRectSource::SensitiveView);
+  EXPECT_EQ(found[2].source, ZRHiddenRectSource::SensitiveView);
+  EXPECT_EQ(found[3].source, ZRHiddenRectSource::Unknown);
+}
+
 }  // namespace zerva::testing

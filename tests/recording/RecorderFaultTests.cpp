@@ -8,11 +8,18 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <mutex>
 
+extern "C" {
+#include <libavutil/error.h>
+}
+
+#include "platform/StringWithFormat.h"
 #include "recording/RecordingTestSupport.h"
 #include "services/ZRVideoOutput.h"
 
@@ -181,6 +188,123 @@ TEST_F(RecorderFaults, ADiskThatFillsMidRecordingEndsItWithTheDiskFullError) {
   const StopOutcome next = record(1.0);
   EXPECT_FALSE(next.error);
   expectPlayable(next.path, 4);
+}
+
+// --- The encoder failing on a frame mid-recording -----------------------------------------------
+
+// Stands in for libx264 refusing a frame: from frame `failingFrame` (counted from 1) on, `step`
+// fails as x264's own errors reach FFmpeg callers. Remembers the time of every frame handed to
+// the encoder and counts every call made after the failure.
+class FailingEncoder : public std::enable_shared_from_this<FailingEncoder> {
+ public:
+  FailingEncoder(ZRVideoEncoderStep step, int failingFrame) : step_(step), failingFrame_(failingFrame) {}
+
+  ZRVideoEncoderFault hook() {
+    // Shared: a recording that a failed check leaves running still calls it at the tear-down.
+    return [self = shared_from_this()](ZRVideoEncoderStep step, std::int64_t frameTimeMs) {
+      return self->answer(step, frameTimeMs);
+    };
+  }
+
+  /// The frame time at which the encoder failed; -1 before it has.
+  std::int64_t failedAtMs() const {
+    std::lock_guard lock(mutex_);
+    return failedAtMs_;
+  }
+  int callsAfterFailure() const {
+    std::lock_guard lock(mutex_);
+    return callsAfterFailure_;
+  }
+  /// The times of the frames that went through the encoder whole.
+  std::vector<std::int64_t> timesBeforeFailureMs() const {
+    std::lock_guard lock(mutex_);
+    return {sentTimesMs_.begin(),
+            sentTimesMs_.begin() + std::min<std::ptrdiff_t>(failingFrame_ - 1, sentTimesMs_.size())};
+  }
+
+ private:
+  int answer(ZRVideoEncoderStep step, std::int64_t frameTimeMs) {
+    std::lock_guard lock(mutex_);
+    if (failedAtMs_ >= 0) {
+      ++callsAfterFailure_;
+      return AVERROR_EXTERNAL;
+    }
+    if (step == ZRVideoEncoderStep::sendFrame) ++framesSent_;
+    if (step == step_ && framesSent_ == failingFrame_) {
+      failedAtMs_ = frameTimeMs;
+      return AVERROR_EXTERNAL;
+    }
+    if (step == ZRVideoEncoderStep::sendFrame) sentTimesMs_.push_back(frameTimeMs);
+    return 0;
+  }
+
+  const ZRVideoEncoderStep step_;
+  const int failingFrame_;
+  mutable std::mutex mutex_;
+  int framesSent_ = 0;
+  std::int64_t failedAtMs_ = -1;
+  int callsAfterFailure_ = 0;
+  std::vector<std::int64_t> sentTimesMs_;
+};
+
+TEST_F(RecorderFaults, AnEncoderThatFailsMidRecordingEndsItKeepingEveryFrameBefore) {
+  // About 2.5 s in, part-way through a one-second fragment: frames held in memory, not on disk.
+  constexpr int kFailingFrame = 13;
+  struct Failure {
+    ZRVideoEncoderStep step;
+    const char* name;
+    const char* what;
+  };
+  const Failure failures[] = {{ZRVideoEncoderStep::sendFrame, "sendFrame", "refused"},
+                              {ZRVideoEncoderStep::receivePacket, "receivePacket", "failed on"}};
+  for (const Failure& failure : failures) {
+    const auto encoder = std::make_shared<FailingEncoder>(failure.step, kFailingFrame);
+    handler_->videoRecorder()->setEncoderFault(encoder->hook());
+    ASSERT_TRUE(startRecording());
+    // A second name for the file: the handler deletes it when the stop reports an error, and
+    // what the recorder left in it is what is checked.
+    const std::string path = recordingPath();
+    const auto kept = folder_ / (std::string("kept-") + failure.name + ".mp4");
+    std::filesystem::create_hard_link(path, kept);
+    playFor(3.0);
+    ASSERT_GE(encoder->failedAtMs(), 0) << failure.name << ": the encoder never reached the failing frame";
+    EXPECT_TRUE(handler_->isRecording()) << failure.name;
+    // The appends after the failure report NO: none is counted.
+    EXPECT_EQ(handler_->numFramesInVideo(), kFailingFrame - 1) << failure.name;
+
+    const auto stopCalled = std::chrono::steady_clock::now();
+    const StopOutcome stopped = stopRecording(1);
+    const auto msToEnd =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - stopCalled).count();
+    ASSERT_TRUE(stopped.delivered) << failure.name;
+    ASSERT_TRUE(stopped.error) << failure.name;
+    EXPECT_EQ(stopped.error->domain(), ZRSessionVideoRecorderErrorDomain);
+    EXPECT_EQ(stopped.error->code(), ZRVideoRecorderErrorEncodingFailed);
+    EXPECT_EQ(
+        stopped.error->localizedDescription(),
+        stringWithFormat("The H.264 encoder (libx264) %s the frame at %.3f s: Generic error in an external library.",
+                         failure.what, static_cast<double>(encoder->failedAtMs()) / 1000.0));
+    EXPECT_FALSE(stopped.path) << failure.name;
+    EXPECT_FALSE(std::filesystem::exists(path)) << failure.name << ": a recorder error at the stop deletes the file";
+    EXPECT_FALSE(handler_->isRecording()) << failure.name;
+    // The failed encoder is asked nothing more: no frame, no flush at the end.
+    EXPECT_EQ(encoder->callsAfterFailure(), 0) << failure.name;
+    EXPECT_EQ(log_.count(std::string("recording failed: The H.264 encoder (libx264) ") + failure.what), 1u);
+
+    const ProbedVideo video = probeVideo(kept.string());
+    ASSERT_TRUE(video.readable) << failure.name;
+    EXPECT_EQ(video.framePtsMs, encoder->timesBeforeFailureMs()) << failure.name;
+    EXPECT_EQ(decodeFrames(kept.string(), video.width, video.height).frames.size(), video.framePtsMs.size())
+        << failure.name;
+    RecordProperty(std::string("framesKept_") + failure.name, static_cast<int>(video.framePtsMs.size()));
+    RecordProperty(std::string("msFromStopToOutcome_") + failure.name, static_cast<int>(msToEnd));
+
+    handler_->videoRecorder()->setEncoderFault(nullptr);
+    const StopOutcome next = record(1.0);
+    EXPECT_FALSE(next.error) << failure.name;
+    expectPlayable(next.path, 4);
+    std::filesystem::remove(*next.path);
+  }
 }
 
 // --- A process killed mid-recording ----------------------------------------------------------------

@@ -168,11 +168,36 @@ TEST_F(ScenePlayerTest, EventsRunAtTheirTimesAndThoseAtOneTimeInFileOrder) {
   EXPECT_EQ(since(1), (std::vector<std::string>{"+Form@1000", "-Form@1000", "+Pop@1000"}));
   EXPECT_EQ(player.screenNamed("Home")->presentedViewController(), player.screenNamed("Pop"));
   runTo(player, 2);
-  EXPECT_EQ(since(4), (std::vector<std::string>{"-Home@2000", "+Detail@2000"}));
+  EXPECT_EQ(since(4), (std::vector<std::string>{"-Pop@2000", "-Home@2000", "+Detail@2000"}));
   // The new root takes the window; what the old one presented goes with it.
   EXPECT_EQ(player.windowNamed("main")->rootViewController(), player.screenNamed("Detail"));
   EXPECT_EQ(player.screenNamed("Home")->presentedViewController(), nullptr);
   EXPECT_EQ(player.screenNamed("Pop")->view()->window(), nullptr);
+}
+
+TEST_F(ScenePlayerTest, AScreenThatGoesTakesWhatItPresentedAndEachIsReportedGone) {
+  ScenePlayer player(loadApp(R"([
+    {"at": 1, "do": "present", "screen": "Page"},
+    {"at": 1, "do": "present", "screen": "Form"},
+    {"at": 2, "do": "dismiss", "screen": "Page"},
+    {"at": 3, "do": "present", "screen": "Page"},
+    {"at": 3, "do": "present", "screen": "Form"},
+    {"at": 4, "do": "show", "screen": "Detail"}])"));
+  std::vector<std::string> changes;
+  player.setScreenHandler(
+      [&](const std::string& screen, bool visible) { changes.push_back((visible ? "+" : "-") + screen); });
+  player.start(loop);
+  runTo(player, 1);
+  changes.clear();
+  runTo(player, 2);  // not only what Page presented: Page itself
+  EXPECT_EQ(changes, (std::vector<std::string>{"-Form", "-Page"}));
+  EXPECT_EQ(player.screenNamed("Home")->presentedViewController(), nullptr);
+  EXPECT_EQ(player.screenNamed("Page")->view()->window(), nullptr);
+  runTo(player, 3);
+  changes.clear();
+  runTo(player, 4);
+  EXPECT_EQ(changes, (std::vector<std::string>{"-Form", "-Page", "-Home", "+Detail"}));
+  EXPECT_EQ(player.screenNamed("Form")->view()->window(), nullptr);
 }
 
 TEST_F(ScenePlayerTest, SheetsTakeTheirFramesAndTheTopControllerFollowsThem) {

@@ -255,6 +255,14 @@ TEST_F(SceneSdkSessionTest, VisibleScreensRulesAndScreenHidingCoverTheFrames) {
   EXPECT_EQ(dashboard->size(), 2u);
 }
 
+TEST_F(SceneSdkSessionTest, AScreenTheSessionSettingsHideIsHiddenWhenARecordingStartsOnIt) {
+  play(sceneText(std::string(kRealFrames) + R"(, "enableAutomaticScreenNameTagging": false,
+                 "hiddenScreens": [{"name": "Home", "hideGestures": false}])",
+                 call(0, R"({"method": "startScreenRecording"})")));
+  playTo(0.5);
+  expectSecret(0.05, 0.5, isBox, "Home is shown as the recording starts");
+}
+
 TEST_F(SceneSdkSessionTest, GestureAnswersAreKeptWithTheirTimeAndPoint) {
   play(sceneText(kRealFrames, call(0.1, R"({"method": "addSensitiveView", "view": "secret", "blockGestures": true})") +
                                   "," + call(0.2, R"({"method": "gestureBlockedBySensitiveView", "point": [140, 250]})") +

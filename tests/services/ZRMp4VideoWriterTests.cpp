@@ -71,7 +71,9 @@ std::int64_t clipBytes(const ZRVideoEncoderConfig& config, int step) {
   EXPECT_TRUE(created) << created.errorOrNil()->localizedDescription();
   if (!created) return 0;
   auto writer = std::move(*created);
-  writer->startFile(std::make_unique<CountingOutput>(&total));
+  const NSErrorOrNil started = writer->startFile(std::make_unique<CountingOutput>(&total));
+  EXPECT_FALSE(started) << started->localizedDescription();
+  if (started) return 0;
   for (int i = 0; i < frames; ++i) {
     const auto* top = reinterpret_cast<const std::uint8_t*>(page.data() + static_cast<std::size_t>(i * step) * config.width);
     EXPECT_FALSE(writer->encodeFrame({config.width, config.height, static_cast<std::size_t>(config.width) * 4, top},

@@ -18,7 +18,10 @@ struct GState {
   double alpha = 1;
   double lineWidth = 1;
   CGInterpolationQuality quality = kCGInterpolationDefault;
-  bool clipped = false;  // narrowed by a clip since the bitmap was made
+  // The clip in device pixels (std::nullopt: none) while every clip so far was a rectangle on
+  // the axes; clipIsRect is false once a path or a turned rectangle clipped.
+  std::optional<CGRect> deviceClip;
+  bool clipIsRect = true;
 };
 
 CGColor clampColor(CGColor c) { return {clamp01(c.red), clamp01(c.green), clamp01(c.blue), clamp01(c.alpha)}; }
@@ -72,9 +75,29 @@ cairo_t* pixelsReady(CGContext::Impl& impl) {
 
 /// Whether drawing at the placement would paint every pixel of the bitmap: no clip narrower than
 /// the bitmap, and the placement the whole of it.
+CGRect wholeBitmap(CGContext::Impl& impl) {
+  return CGRectMake(0, 0, cairo_image_surface_get_width(impl.surface.get()),
+                    cairo_image_surface_get_height(impl.surface.get()));
+}
+
+/// The rectangle in device pixels, when the transform keeps it one on whole axes.
+std::optional<CGRect> deviceRect(cairo_t* cr, CGRect rect) {
+  cairo_matrix_t ctm;
+  cairo_get_matrix(cr, &ctm);
+  if (ctm.xy != 0 || ctm.yx != 0) return std::nullopt;
+  const CGRect r = CGRectStandardize(rect);
+  double x1 = r.origin.x, y1 = r.origin.y, x2 = CGRectGetMaxX(r), y2 = CGRectGetMaxY(r);
+  cairo_user_to_device(cr, &x1, &y1);
+  cairo_user_to_device(cr, &x2, &y2);
+  return CGRectStandardize(CGRectMake(x1, y1, x2 - x1, y2 - y1));
+}
+
+bool clipLeavesWholeBitmap(CGContext::Impl& impl) {
+  return impl.state.clipIsRect && (!impl.state.deviceClip || CGRectContainsRect(*impl.state.deviceClip, wholeBitmap(impl)));
+}
+
 bool coversWholeBitmap(CGContext::Impl& impl, const ImagePlacement& p) {
-  return !impl.state.clipped && p.x == 0 && p.y == 0 && p.width == cairo_image_surface_get_width(impl.surface.get()) &&
-         p.height == cairo_image_surface_get_height(impl.surface.get());
+  return clipLeavesWholeBitmap(impl) && CGRectEqualToRect(CGRectMake(p.x, p.y, p.width, p.height), wholeBitmap(impl));
 }
 
 /// The pixel word Cairo paints for an opaque colour (through 16 bits a channel).
@@ -85,19 +108,11 @@ std::uint32_t opaqueWord(const CGColor& c) {
 
 /// A first opaque fill of the whole of a fresh bitmap: the bitmap starts in its colour instead.
 bool fillsFreshBitmap(CGContext::Impl& impl, CGRect rect) {
-  if (!impl.pendingStartOpaque || impl.state.clipped || impl.state.alpha < 1 || impl.state.fill.alpha < 1) return false;
-  cairo_matrix_t ctm;
-  cairo_get_matrix(impl.cr.get(), &ctm);
-  if (ctm.xy != 0 || ctm.yx != 0) return false;
-  const CGRect r = CGRectStandardize(rect);
-  double x1 = r.origin.x, y1 = r.origin.y, x2 = CGRectGetMaxX(r), y2 = CGRectGetMaxY(r);
-  cairo_user_to_device(impl.cr.get(), &x1, &y1);
-  cairo_user_to_device(impl.cr.get(), &x2, &y2);
-  if (std::min(x1, x2) > 0 || std::min(y1, y2) > 0 ||
-      std::max(x1, x2) < cairo_image_surface_get_width(impl.surface.get()) ||
-      std::max(y1, y2) < cairo_image_surface_get_height(impl.surface.get())) {
+  if (!impl.pendingStartOpaque || impl.state.alpha < 1 || impl.state.fill.alpha < 1 || !clipLeavesWholeBitmap(impl)) {
     return false;
   }
+  const auto device = deviceRect(impl.cr.get(), rect);
+  if (!device || !CGRectContainsRect(*device, wholeBitmap(impl))) return false;
   fillBitmap(impl.surface.get(), opaqueWord(impl.state.fill));
   impl.pendingStartOpaque.reset();
   return true;
@@ -230,13 +245,25 @@ void drawImageInRect(CGContext& context, CGRect rect, const CGImage& image, bool
       if (smoothDown && compositeImagePixels(pixelsReady(impl), image, *placement, impl.state.alpha)) return;
     }
   }
-  pixelsReady(impl);
+  // Over a fresh clear bitmap that the picture covers whole, painting over clear is painting.
+  const auto device = deviceRect(cr, r);
+  const bool replacesClear = impl.pendingStartOpaque == false && impl.state.alpha >= 1 && clipLeavesWholeBitmap(impl) &&
+                             device && CGRectContainsRect(*device, wholeBitmap(impl));
+  if (replacesClear) {
+    impl.pendingStartOpaque.reset();
+  } else {
+    pixelsReady(impl);
+  }
   cairo_pattern_set_filter(pattern.get(), filterFor(impl.state.quality));
   // Edge pixels repeat outward, so smoothing does not fade the picture's border to clear.
   cairo_pattern_set_extend(pattern.get(), CAIRO_EXTEND_PAD);
   cairo_set_source(cr, pattern.get());
   cairo_rectangle(cr, r.origin.x, r.origin.y, r.size.width, r.size.height);
-  if (impl.state.alpha >= 1) {
+  if (replacesClear) {
+    cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
+    cairo_fill(cr);
+    cairo_set_operator(cr, CAIRO_OPERATOR_OVER);
+  } else if (impl.state.alpha >= 1) {
     cairo_fill(cr);
   } else {
     cairo_save(cr);
@@ -290,7 +317,7 @@ void CGContextConcatCTM(CGContextRef c, CGAffineTransform t) {
     PathSetAside aside(c->impl());
     cairo_rectangle(c->impl().cr.get(), 0, 0, 0, 0);
     cairo_clip(c->impl().cr.get());
-    c->impl().state.clipped = true;
+    c->impl().state.deviceClip = CGRectZero;
     return;
   }
   cairo_transform(c->impl().cr.get(), &m);
@@ -315,7 +342,12 @@ CGAffineTransform CGContextGetCTM(CGContextRef c) {
 
 void CGContextClipToRect(CGContextRef c, CGRect rect) {
   if (!c) return;
-  c->impl().state.clipped = true;
+  GState& state = c->impl().state;
+  if (const auto device = isDrawable(rect) ? deviceRect(c->impl().cr.get(), rect) : std::optional(CGRectZero)) {
+    state.deviceClip = state.deviceClip ? CGRectIntersection(*state.deviceClip, *device) : *device;
+  } else {
+    state.clipIsRect = false;
+  }
   PathSetAside aside(c->impl());
   if (isDrawable(rect)) {
     addRect(c->impl().cr.get(), rect);
@@ -327,7 +359,7 @@ void CGContextClipToRect(CGContextRef c, CGRect rect) {
 
 void CGContextClip(CGContextRef c) {
   if (!c) return;
-  c->impl().state.clipped = true;
+  c->impl().state.clipIsRect = false;
   cairo_set_fill_rule(c->impl().cr.get(), CAIRO_FILL_RULE_WINDING);
   cairo_clip(c->impl().cr.get());
   c->impl().hasPath = false;

@@ -113,7 +113,8 @@ TEST(ImageScalingTests, FirstDrawingOverAFreshBitmapEqualsDrawingOverItsStart) {
   for (bool opaque : {false, true}) {
     UIGraphicsImageRendererFormat format;
     format.setOpaque(opaque);
-    for (CGSize size : {CGSizeMake(40, 30), CGSizeMake(30, 22)}) {
+    // The same size (a copy), smaller (libyuv), larger (Cairo).
+    for (CGSize size : {CGSizeMake(40, 30), CGSizeMake(30, 22), CGSizeMake(50, 37)}) {
       UIGraphicsImageRenderer renderer(size, format);
       auto draw = [&](bool touchFirst, bool clip) {
         return renderer.imageWithActions([&](UIGraphicsImageRendererContext& ctx) {
@@ -131,14 +132,21 @@ TEST(ImageScalingTests, FirstDrawingOverAFreshBitmapEqualsDrawingOverItsStart) {
     }
     // A first opaque fill over the whole bitmap paints what Cairo paints.
     UIGraphicsImageRenderer renderer(CGSizeMake(9, 5), format);
-    auto fill = [&](bool touchFirst) {
+    auto fill = [&](bool touchFirst, CGRect clip) {
       return renderer.imageWithActions([&](UIGraphicsImageRendererContext& ctx) {
         if (touchFirst) CGContextFillRect(ctx.CGContext(), CGRectMake(0, 0, 0, 0));
+        CGContextClipToRect(ctx.CGContext(), clip);
         CGContextSetRGBFillColor(ctx.CGContext(), 0.3, 0.61, 0.999, 1);
         CGContextFillRect(ctx.CGContext(), CGRectMake(-1, -1, 11, 7));
       });
     };
-    EXPECT_EQ(fill(false)->pixelAt(8, 4), fill(true)->pixelAt(8, 4)) << opaque;
+    // A clip of the whole bitmap leaves it whole; a smaller one keeps the start outside it.
+    for (CGRect clip : {CGRectMake(0, 0, 9, 5), CGRectMake(0, 0, 8.5, 5)}) {
+      auto fresh = fill(false, clip), touched = fill(true, clip);
+      EXPECT_EQ(compare(*fresh, *touched).largest, 0) << opaque << " " << clip.size.width;
+      EXPECT_EQ(fresh->pixelAt(0, 0), touched->pixelAt(0, 0));
+    }
+    EXPECT_EQ(fill(false, CGRectMake(0, 0, 8, 5))->pixelAt(8, 0), opaque ? kBlack : kClear);
   }
 }
 

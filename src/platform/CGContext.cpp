@@ -94,7 +94,8 @@ std::optional<CGRect> deviceRect(cairo_t* cr, CGRect rect) {
 }
 
 bool clipLeavesWholeBitmap(CGContext::Impl& impl) {
-  return impl.state.clipIsRect && (!impl.state.deviceClip || CGRectContainsRect(*impl.state.deviceClip, wholeBitmap(impl)));
+  return impl.state.clipIsRect &&
+         (!impl.state.deviceClip || CGRectContainsRect(*impl.state.deviceClip, wholeBitmap(impl)));
 }
 
 bool coversWholeBitmap(CGContext::Impl& impl, const ImagePlacement& p) {
@@ -147,7 +148,8 @@ bool writeOverFreshBitmap(CGContext::Impl& impl, const CGImage& image, const Ima
     // One pass: each row copied and made opaque on the way.
     for (int y = 0; y < p.height; ++y) {
       const int sourceRow = p.bottomUp ? p.height - 1 - y : y;
-      const auto* from = reinterpret_cast<const std::uint32_t*>(image.data() + static_cast<std::size_t>(sourceRow) * image.bytesPerRow());
+      const auto* from = reinterpret_cast<const std::uint32_t*>(image.data() + static_cast<std::size_t>(sourceRow) *
+                                                                                   image.bytesPerRow());
       auto* to = reinterpret_cast<std::uint32_t*>(pixels + static_cast<std::size_t>(y) * stride);
       copyRowOpaque(from, to, p.width);
     }
@@ -264,8 +266,7 @@ void drawImageInRect(CGContext& context, CGRect rect, const CGImage& image, bool
       // Smooth qualities but High (Cairo's area averaging) scale down by libyuv; a copy is the
       // same at every quality.
       const bool smoothDown = !copy && placement->width <= iw && placement->height <= ih &&
-                              impl.state.quality != kCGInterpolationNone &&
-                              impl.state.quality != kCGInterpolationHigh;
+                              impl.state.quality != kCGInterpolationNone && impl.state.quality != kCGInterpolationHigh;
       if ((copy || smoothDown) && impl.pendingStartOpaque && impl.state.alpha >= 1 &&
           coversWholeBitmap(impl, *placement) && writeOverFreshBitmap(impl, image, *placement)) {
         return;

@@ -74,8 +74,6 @@ cairo_t* pixelsReady(CGContext::Impl& impl) {
   return impl.cr.get();
 }
 
-/// Whether drawing at the placement would paint every pixel of the bitmap: no clip narrower than
-/// the bitmap, and the placement the whole of it.
 CGRect wholeBitmap(CGContext::Impl& impl) {
   return CGRectMake(0, 0, cairo_image_surface_get_width(impl.surface.get()),
                     cairo_image_surface_get_height(impl.surface.get()));
@@ -98,6 +96,8 @@ bool clipLeavesWholeBitmap(CGContext::Impl& impl) {
          (!impl.state.deviceClip || CGRectContainsRect(*impl.state.deviceClip, wholeBitmap(impl)));
 }
 
+/// Whether drawing at the placement would paint every pixel of the bitmap: no clip narrower than
+/// the bitmap, and the placement the whole of it.
 bool coversWholeBitmap(CGContext::Impl& impl, const ImagePlacement& p) {
   return clipLeavesWholeBitmap(impl) && CGRectEqualToRect(CGRectMake(p.x, p.y, p.width, p.height), wholeBitmap(impl));
 }

@@ -230,7 +230,7 @@ TEST(WebViewScript, SharedValuesConvertWhileCyclesAndTooDeepNestingAreRefused) {
   ASSERT_FALSE(e.error) << e.error->localizedDescription();
   EXPECT_EQ(depthOf(*e.result), 64);
 
-  for (const std::string script :
+  for (const std::string& script :
        {nest + "nest(65)", nest + "nest(100000)", std::string("var p = {n: {m: {}}}; p.n.m.back = p; p"),
         std::string("var q = {}; q.list = [1, {up: q}]; q"), std::string("Symbol('s')"),
         std::string("({s: Symbol('s')})"), std::string("[1, function () {}]")}) {

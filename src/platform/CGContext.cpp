@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "platform/CGImageScaling.h"
 #include "platform/CairoHandles.h"
 
 namespace zerva {

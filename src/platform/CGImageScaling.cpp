@@ -1,6 +1,7 @@
 // Images drawn as a pure scale onto whole device pixels: found, and resampled by libyuv (the
 // frame's downscale to the video size, pictures drawn smaller than their bitmaps, frame copies).
-// Any thread.
+
+#include "platform/CGImageScaling.h"
 
 #include <libyuv/planar_functions.h>
 #include <libyuv/scale_argb.h>

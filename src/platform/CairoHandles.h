@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 
 #include "platform/CGContext.h"
 #include "platform/CGImage.h"
@@ -49,24 +48,6 @@ double contextAlpha(CGContext& context);
 /// Draws the image stretched over the rectangle, its top row at the rectangle's smallest y when
 /// upright, else at its largest y (CGContextDrawImage).
 void drawImageInRect(CGContext& context, CGRect rect, const CGImage& image, bool upright);
-
-/// Where an image drawn with the given mapping lands, in device pixels, when the mapping is a pure
-/// scale onto whole pixels inside the bitmap, mirrored at most top to bottom (bottomUp: the
-/// image's top row at the bottom); std::nullopt for any other placement, and inside a
-/// transparency layer. userFromImage maps image pixels to user space.
-struct ImagePlacement {
-  int x, y, width, height;
-  bool bottomUp;
-};
-std::optional<ImagePlacement> wholePixelPlacement(cairo_t* cr, const CGImage& image,
-                                                  const cairo_matrix_t& userFromImage);
-/// Writes the image's pixels, placed (copied, or scaled bilinear by libyuv), to the rows at
-/// `pixels`: placement.width x placement.height pixels, nothing composited. False when libyuv
-/// refuses.
-bool writeImagePixels(const CGImage& image, const ImagePlacement& placement, unsigned char* pixels, int bytesPerRow);
-/// The same through a scratch bitmap composited as any drawing: over what is there, through the
-/// context's clip, with the alpha.
-bool compositeImagePixels(cairo_t* cr, const CGImage& image, const ImagePlacement& placement, double alpha);
 
 /// Fills or strokes (with the given line width) a path of its own, leaving the context's
 /// current path and graphics state as they were.

@@ -89,9 +89,30 @@ LeakAuditResult LeakAudit::runFile(const std::string& scenePath, const LeakAudit
 }
 
 LeakAuditResult LeakAudit::run(const Scene& scene, const LeakAuditOptions& options) {
-  const bool temporary = options.outputFolder.empty();
-  const std::string folder = temporary ? makeTemporaryFolder() : options.outputFolder;
+  if (!options.outputFolder.empty()) return runIn(scene, options, options.outputFolder, false);
+  const std::string folder = makeTemporaryFolder();
   if (folder.empty()) return stopped(Status::Failed, "cannot make a temporary folder for the audit's video");
+  LeakAuditResult result = runIn(scene, options, folder, true);
+  switch (result.status) {
+    case Status::Clean:
+    case Status::BadScene: {
+      // Nothing in it anybody needs.
+      std::error_code ec;
+      fs::remove_all(folder, ec);
+      result.videoPath.clear();
+      break;
+    }
+    case Status::Failed:
+      result.message += " (what the audit wrote is kept in " + folder + ")";
+      break;
+    case Status::Leaked:
+      break;  // the report names the folder
+  }
+  return result;
+}
+
+LeakAuditResult LeakAudit::runIn(const Scene& scene, const LeakAuditOptions& options, const std::string& folder,
+                                 bool temporary) {
   const fs::path pictures = fs::path(folder) / kPicturesFolder;
   std::error_code ec;
   fs::remove_all(pictures, ec);
@@ -164,17 +185,12 @@ LeakAuditResult LeakAudit::run(const Scene& scene, const LeakAuditOptions& optio
   }
   result.status = result.pixelsLeaked > 0 ? Status::Leaked : Status::Clean;
 
-  if (temporary && result.status == Status::Clean) {
-    std::error_code ec;
-    fs::remove_all(folder, ec);
-    result.videoPath.clear();
-  } else {
-    result.reportPath = (fs::path(folder) / kReportFile).string();
-    std::ofstream report(result.reportPath);
-    report << toJson(result).dump(1) << '\n';
-    report.close();
-    if (!report) return stopped(Status::Failed, "cannot write the audit report " + result.reportPath, std::move(result));
-  }
+  if (temporary && result.status == Status::Clean) return result;  // the folder goes
+  result.reportPath = (fs::path(folder) / kReportFile).string();
+  std::ofstream report(result.reportPath);
+  report << toJson(result).dump(1) << '\n';
+  report.close();
+  if (!report) return stopped(Status::Failed, "cannot write the audit report " + result.reportPath, std::move(result));
   return result;
 }
 

@@ -20,7 +20,8 @@ class ZRViewVideoHandler;
 
 struct LeakAuditOptions {
   /// Where the session video, report and leak pictures go (made when missing). Empty: a fresh
-  /// temporary folder, removed at the end unless a leak was found.
+  /// temporary folder, removed at the end unless a leak was found or the audit failed (the
+  /// failure's message then names it).
   std::string outputFolder;
   /// A PNG of each frame with a leak, the leaked pixels outlined (outputFolder/leaks/NNNN.png).
   bool writeLeakPictures = true;
@@ -81,6 +82,10 @@ class LeakAudit {
   static LeakAuditResult run(const Scene& scene, const LeakAuditOptions& options);
   /// Loads the scene file first (BadScene with the loader's message when it is refused).
   static LeakAuditResult runFile(const std::string& scenePath, const LeakAuditOptions& options);
+
+ private:
+  static LeakAuditResult runIn(const Scene& scene, const LeakAuditOptions& options, const std::string& folder,
+                               bool temporary);
 };
 
 }  // namespace zerva

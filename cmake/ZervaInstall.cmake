@@ -16,7 +16,7 @@ install(TARGETS zerva-scene RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 # The headers a program needs: the handler and what its header reaches (platform, services),
 # scenes, and the leak audit (for programs that audit scenes they make). The handler's topic
 # folders (recording/, capture/, ...) hold no public headers. Left out: the Cairo handles and the
-# image scaling beside them (they include cairo.h), the handler's file statics and thread checks.
+# image scaling and glyph placing beside them (they include cairo.h), the handler's file statics and thread checks.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/handler ${PROJECT_SOURCE_DIR}/src/platform
                   ${PROJECT_SOURCE_DIR}/src/services ${PROJECT_SOURCE_DIR}/src/scene
                   ${PROJECT_SOURCE_DIR}/src/audit
@@ -24,6 +24,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/handler ${PROJECT_SOURCE_DIR}/src/pl
         FILES_MATCHING PATTERN "*.h"
         PATTERN "CairoHandles.h" EXCLUDE
         PATTERN "CGImageScaling.h" EXCLUDE
+        PATTERN "SubpixelGlyphs.h" EXCLUDE
         PATTERN "ZRViewVideoHandlerStatics.h" EXCLUDE
         PATTERN "ZRThreadChecks.h" EXCLUDE)
 

@@ -18,6 +18,7 @@ struct CairoDestroy {
   void operator()(cairo_pattern_t* p) const { cairo_pattern_destroy(p); }
   void operator()(cairo_path_t* p) const { cairo_path_destroy(p); }
   void operator()(cairo_font_options_t* o) const { cairo_font_options_destroy(o); }
+  void operator()(cairo_scaled_font_t* f) const { cairo_scaled_font_destroy(f); }
 };
 
 template <typename T>

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/CairoHandles.h"
+#include "platform/SubpixelGlyphs.h"
 
 namespace zerva {
 
@@ -353,7 +354,9 @@ void drawPlaced(cairo_t* cr, CGPoint origin, const Placed& placed, const TextFra
     double x = origin.x + l.logical.x / kPango;
     // Lines wider than the frame (clipped ones) start at its left edge.
     if (limited && factor > 0) x += std::max(0.0, factor * (frame.width - l.logical.width / kPango));
-    cairo_move_to(cr, x, origin.y + l.baseline / kPango + baselineShift);
+    const double baseline = origin.y + l.baseline / kPango + baselineShift;
+    if (colour && drawLineSubpixel(cr, l.line, x, baseline)) continue;
+    cairo_move_to(cr, x, baseline);
     pango_cairo_show_layout_line(cr, l.line);
   }
   cairo_restore(cr);

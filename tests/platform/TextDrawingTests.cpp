@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include "platform/DrawingTestSupport.h"
 #include "platform/NSAttributedString.h"
@@ -178,6 +181,50 @@ TEST(TextDrawingTests, ColourAndContextAlphaReachTheGlyphs) {
   }
   EXPECT_EQ(solid, kRed);
   EXPECT_TRUE(near(faded, {128, 0, 0, 128}));
+}
+
+/// Ink per pixel column of a one-line picture.
+std::vector<int> columnInk(const UIImage& image) {
+  std::vector<int> ink(image.pixelWidth(), 0);
+  for (std::size_t y = 0; y < image.pixelHeight(); ++y) {
+    for (std::size_t x = 0; x < image.pixelWidth(); ++x) ink[x] += image.pixelAt(x, y).alpha;
+  }
+  return ink;
+}
+
+// At one pixel per point a glyph lands between pixels as its advances put it: a stem half a pixel
+// on shares its ink between two columns instead of jumping a whole pixel, whole-pixel moves copy
+// the picture exactly, and the ink is the same wherever it falls. Text on a turned context is
+// still drawn (on whole pixels there).
+TEST(TextDrawingTests, AtOnePixelPerPointGlyphsLandBetweenPixels) {
+  auto stemAt = [](double x) {
+    return columnInk(*render(
+        {30, 24}, [x](CGContextRef) { drawWithRect("l", CGRectMake(x, 2, 20, 20), kLabelOptions, attrs(14)); }));
+  };
+  const auto at10 = stemAt(10), at11 = stemAt(11), atHalf = stemAt(10.5);
+  for (std::size_t x = 1; x < at10.size(); ++x) EXPECT_EQ(at11[x], at10[x - 1]) << "column " << x;
+  auto total = [](const std::vector<int>& ink) { return std::accumulate(ink.begin(), ink.end(), 0); };
+  EXPECT_NEAR(total(atHalf), total(at10), total(at10) * 0.03);
+  auto centre = [&](const std::vector<int>& ink) {
+    double sum = 0;
+    for (std::size_t x = 0; x < ink.size(); ++x) sum += static_cast<double>(x) * ink[x];
+    return sum / total(ink);
+  };
+  EXPECT_NEAR(centre(atHalf) - centre(at10), 0.5, 0.1) << "the stem half a pixel on was put on a whole pixel";
+  bool copiesAWholePixelMove = false;
+  for (int shift = -1; shift <= 1; ++shift) {
+    bool same = true;
+    for (std::size_t x = 1; x + 1 < at10.size(); ++x) same = same && atHalf[x] == at10[x - shift];
+    copiesAWholePixelMove = copiesAWholePixelMove || same;
+  }
+  EXPECT_FALSE(copiesAWholePixelMove);
+
+  auto turned = render({30, 30}, [](CGContextRef c) {
+    CGContextTranslateCTM(c, 15, 15);
+    CGContextRotateCTM(c, M_PI / 2);
+    drawWithRect("Hello", CGRectMake(-14, -8, 40, 20), kLabelOptions, attrs(12));
+  });
+  EXPECT_FALSE(CGRectIsNull(inkBounds(*turned)));
 }
 
 TEST(TextDrawingTests, EachThreadMeasuresAndDrawsOnItsOwn) {

@@ -9,11 +9,17 @@
 #include <string>
 #include <vector>
 
+#include "platform/CGContext.h"
 #include "platform/CGGeometry.h"
+#include "platform/NSStringDrawing.h"
+#include "platform/UIColor.h"
+#include "platform/UIGraphicsImageRenderer.h"
 #include "services/AITextOcclusionData.h"
 #include "services/ScreenImageProcessor.h"
-#include "services/ZRSensitiveTextMatcher.h"
 #include "services/TextRecognitionSamples.h"
+#include "services/ZRGreyImage.h"
+#include "services/ZRSensitiveTextMatcher.h"
+#include "services/ZRTextRecognizer.h"
 
 namespace zerva {
 namespace {
@@ -80,6 +86,37 @@ TEST(TextRecognitionEvaluation, SensitiveStringsAreCoveredAndOrdinaryOnesLeftOnE
     }
   }
   EXPECT_EQ(sensitive, 10 * static_cast<int>(allGrounds().size()));
+}
+
+// A feed's grey 14-point caption drawn at one pixel per point, as frames are, and read enlarged
+// to two: "Corner" and "morning" keep their "rn" apart wherever the caption falls between
+// pixels. With glyphs put on whole pixels they read "Comer" and "moming" at any enlargement.
+TEST(TextRecognitionEvaluation, ASmallGreyCaptionAtOnePixelPerPointReadsAsWrittenWhereverItFalls) {
+  auto recognizer = ZRTextRecognizer::create("eng");
+  ASSERT_TRUE(recognizer) << recognizer.error().localizedDescription();
+  NSStringAttributes caption;
+  caption.font = UIFont::systemFontOfSize(14);
+  caption.foregroundColor = UIColor::colorWithRed(0x8E / 255.0, 0x8E / 255.0, 0x93 / 255.0, 1);
+  const std::string text = "Card payment to Coffee Corner, Main Street branch, this morning";
+  for (double offset = 0; offset < 1; offset += 0.25) {
+    UIGraphicsImageRendererFormat format;
+    format.setScale(1);
+    auto image =
+        UIGraphicsImageRenderer(CGSizeMake(280, 56), format).imageWithActions([&](UIGraphicsImageRendererContext& ctx) {
+          CGContextSetRGBFillColor(ctx.CGContext(), 1, 1, 1, 1);
+          CGContextFillRect(ctx.CGContext(), CGRectMake(0, 0, 280, 56));
+          drawWithRect(text, CGRectMake(10 + offset, 8 + offset, 250, 40), NSStringDrawingUsesLineFragmentOrigin,
+                       caption);
+        });
+    const ZRGreyImage grey = ZRGreyImage::fromImage(*image, 2.0).withTextOnWhite();
+    std::string read;
+    for (const auto& line :
+         (*recognizer)->recognize(grey, {0, 0, grey.width(), grey.height()}, ZRTextRecognizer::Layout::Auto)) {
+      for (const auto& word : line.words) read += word.text + " ";
+    }
+    EXPECT_NE(read.find("Corner"), std::string::npos) << "offset " << offset << ": " << read;
+    EXPECT_NE(read.find("morning"), std::string::npos) << "offset " << offset << ": " << read;
+  }
 }
 
 // The set itself: each card passes Luhn and each order number fails it, and the matcher alone,

@@ -18,6 +18,8 @@ namespace {
 constexpr int kPhases = 4;  // glyph positions per device pixel
 // Glyph images kept per thread; past this the cache starts again (a few hundred KB at 1x).
 constexpr std::size_t kKeptGlyphs = 8192;
+// Glyphs placed further out than this many device pixels (or at no number) go to Pango.
+constexpr double kFar = 1 << 24;
 
 /// One glyph's coverage at one scale and quarter-pixel phase, placed relative to the whole
 /// device pixel its origin falls in.
@@ -138,7 +140,7 @@ bool drawLineSubpixel(cairo_t* cr, PangoLayoutLine* line, double x, double basel
   thread_local std::vector<PlacedGlyph> placed;
   cache.makeRoom();
   placed.clear();
-  int penX = 0;  // Pango units from x
+  double penX = 0;  // Pango units from x
   for (GSList* r = line->runs; r; r = r->next) {
     const auto* run = static_cast<const PangoGlyphItem*>(r->data);
     if (!drawsOnlyGlyphs(run->item) || run->start_x_offset != 0 || run->end_x_offset != 0) return false;
@@ -156,13 +158,14 @@ bool drawLineSubpixel(cairo_t* cr, PangoLayoutLine* line, double x, double basel
         if (info.glyph & PANGO_GLYPH_UNKNOWN_FLAG) return false;  // Pango draws these as boxes
         const double ux = x + (penX + info.geometry.x_offset) / double(PANGO_SCALE);
         const double uy = baseline + (info.geometry.y_offset - run->y_offset) / double(PANGO_SCALE);
-        const long quarter = std::lround((m.x0 + m.xx * ux) * kPhases);
-        const long whole = quarter >= 0 ? quarter / kPhases : -((-quarter + kPhases - 1) / kPhases);
+        const double deviceX = m.x0 + m.xx * ux, deviceY = m.y0 + m.yy * uy;
+        if (!(std::abs(deviceX) < kFar) || !(std::abs(deviceY) < kFar)) return false;
+        const double quarter = std::round(deviceX * kPhases), whole = std::floor(quarter / kPhases);
         const GlyphImage& image =
             cache.image(font, m.xx, m.yy, info.glyph, static_cast<int>(quarter - whole * kPhases));
         if (image.width > 0) {
-          placed.push_back({&image, static_cast<int>(whole) + image.left,
-                            static_cast<int>(std::lround(m.y0 + m.yy * uy)) + image.top});
+          placed.push_back(
+              {&image, static_cast<int>(whole) + image.left, static_cast<int>(std::round(deviceY)) + image.top});
         }
       }
       penX += info.geometry.width;
@@ -172,8 +175,9 @@ bool drawLineSubpixel(cairo_t* cr, PangoLayoutLine* line, double x, double basel
   // The mask covers the glyphs inside the clip.
   double cx0, cy0, cx1, cy1;
   cairo_clip_extents(cr, &cx0, &cy0, &cx1, &cy1);
-  int left = static_cast<int>(std::floor(m.x0 + m.xx * cx0)), top = static_cast<int>(std::floor(m.y0 + m.yy * cy0));
-  int right = static_cast<int>(std::ceil(m.x0 + m.xx * cx1)), bottom = static_cast<int>(std::ceil(m.y0 + m.yy * cy1));
+  auto pixel = [](double v) { return static_cast<int>(v < kFar ? (v > -kFar ? v : -kFar) : kFar); };
+  int left = pixel(std::floor(m.x0 + m.xx * cx0)), top = pixel(std::floor(m.y0 + m.yy * cy0));
+  int right = pixel(std::ceil(m.x0 + m.xx * cx1)), bottom = pixel(std::ceil(m.y0 + m.yy * cy1));
   int gx0 = INT32_MAX, gy0 = INT32_MAX, gx1 = INT32_MIN, gy1 = INT32_MIN;
   for (const PlacedGlyph& p : placed) {
     gx0 = std::min(gx0, p.x);

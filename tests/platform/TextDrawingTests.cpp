@@ -225,6 +225,11 @@ TEST(TextDrawingTests, AtOnePixelPerPointGlyphsLandBetweenPixels) {
     drawWithRect("Hello", CGRectMake(-14, -8, 40, 20), kLabelOptions, attrs(12));
   });
   EXPECT_FALSE(CGRectIsNull(inkBounds(*turned)));
+  // Text placed at no number or far beyond the bitmap draws nothing there.
+  for (double x : {std::nan(""), 1e12, -1e12}) {
+    EXPECT_TRUE(CGRectIsNull(inkBounds(*render(
+        {30, 24}, [x](CGContextRef) { drawWithRect("l", CGRectMake(x, 2, 20, 20), kLabelOptions, attrs(14)); }))));
+  }
 }
 
 TEST(TextDrawingTests, EachThreadMeasuresAndDrawsOnItsOwn) {

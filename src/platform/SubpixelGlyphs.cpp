@@ -66,7 +66,7 @@ class GlyphCache {
   }
 
  private:
-  static GlyphImage rasterize(cairo_scaled_font_t* font, double scaleX, double scaleY, unsigned long glyph, int phase) {
+  GlyphImage rasterize(cairo_scaled_font_t* font, double scaleX, double scaleY, unsigned long glyph, int phase) {
     cairo_glyph_t g{glyph, 0, 0};
     cairo_text_extents_t ink;
     cairo_scaled_font_glyph_extents(font, &g, 1, &ink);
@@ -77,26 +77,50 @@ class GlyphCache {
     image.top = static_cast<int>(std::floor(scaleY * ink.y_bearing)) - 1;
     image.width = static_cast<int>(std::ceil(scaleX * (ink.x_bearing + ink.width) + shift)) + 1 - image.left;
     image.height = static_cast<int>(std::ceil(scaleY * (ink.y_bearing + ink.height))) + 1 - image.top;
-    const int stride = cairo_format_stride_for_width(CAIRO_FORMAT_A8, image.width);
-    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(stride) * image.height, 0);
-    CairoUniquePtr<cairo_surface_t> surface(
-        cairo_image_surface_create_for_data(pixels.data(), CAIRO_FORMAT_A8, image.width, image.height, stride));
-    CairoUniquePtr<cairo_t> cr(cairo_create(surface.get()));
-    // The outline filled at its exact place gives the coverage Cairo's own glyphs have, shifted.
+    cairo_t* cr = canvasFor(image.width, image.height);
+    // The outline comes from the font as Pango made it (kept there for every scale), and is filled
+    // scaled and shifted to its place: the coverage Cairo's own glyph would have there.
+    cairo_identity_matrix(cr);
+    cairo_set_scaled_font(cr, font);
+    cairo_new_path(cr);
+    cairo_glyph_path(cr, &g, 1);
+    CairoUniquePtr<cairo_path_t> outline(cairo_copy_path(cr));
+    cairo_new_path(cr);
     const cairo_matrix_t place{scaleX, 0, 0, scaleY, shift - image.left, -static_cast<double>(image.top)};
-    cairo_set_matrix(cr.get(), &place);
-    cairo_set_scaled_font(cr.get(), font);
-    cairo_glyph_path(cr.get(), &g, 1);
-    cairo_fill(cr.get());
-    cairo_surface_flush(surface.get());
+    cairo_set_matrix(cr, &place);
+    cairo_append_path(cr, outline.get());
+    cairo_fill(cr);
+    cairo_surface_flush(canvas_.get());
+    const unsigned char* pixels = cairo_image_surface_get_data(canvas_.get());
+    const int stride = cairo_image_surface_get_stride(canvas_.get());
     image.coverage.resize(static_cast<std::size_t>(image.width) * image.height);
     for (int row = 0; row < image.height; ++row) {
       std::memcpy(image.coverage.data() + static_cast<std::size_t>(row) * image.width,
-                  pixels.data() + static_cast<std::size_t>(row) * stride, static_cast<std::size_t>(image.width));
+                  pixels + static_cast<std::size_t>(row) * stride, static_cast<std::size_t>(image.width));
     }
     return image;
   }
 
+  /// A cleared corner of at least width x height of this thread's glyph canvas, and its context.
+  cairo_t* canvasFor(int width, int height) {
+    if (!canvas_ || width > canvasWidth_ || height > canvasHeight_) {
+      canvasWidth_ = std::max({canvasWidth_, width, 64});
+      canvasHeight_ = std::max({canvasHeight_, height, 64});
+      canvasContext_.reset();
+      canvas_.reset(cairo_image_surface_create(CAIRO_FORMAT_A8, canvasWidth_, canvasHeight_));
+      canvasContext_.reset(cairo_create(canvas_.get()));
+    }
+    cairo_surface_flush(canvas_.get());
+    unsigned char* pixels = cairo_image_surface_get_data(canvas_.get());
+    const int stride = cairo_image_surface_get_stride(canvas_.get());
+    for (int row = 0; row < height; ++row) std::memset(pixels + static_cast<std::size_t>(row) * stride, 0, width);
+    cairo_surface_mark_dirty(canvas_.get());
+    return canvasContext_.get();
+  }
+
+  CairoUniquePtr<cairo_surface_t> canvas_;
+  CairoUniquePtr<cairo_t> canvasContext_;
+  int canvasWidth_ = 0, canvasHeight_ = 0;
   std::unordered_map<GlyphKey, GlyphImage, GlyphKeyHash> glyphs_;
   std::unordered_map<const cairo_scaled_font_t*, CairoUniquePtr<cairo_scaled_font_t>> fonts_;
 };

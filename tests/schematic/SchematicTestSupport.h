@@ -35,11 +35,11 @@ inline HVHierarchyDictionary withChildren(HVHierarchyDictionary parent, std::vec
 }
 
 struct TitleFields {
-  std::optional<std::string> text;
-  std::shared_ptr<const NSAttributedString> attributed;
-  std::optional<UIFont> font;
-  std::optional<double> alignment;
-  std::optional<double> lines;
+  std::optional<std::string> text = std::nullopt;
+  std::shared_ptr<const NSAttributedString> attributed = nullptr;
+  std::optional<UIFont> font = std::nullopt;
+  std::optional<double> alignment = std::nullopt;
+  std::optional<double> lines = std::nullopt;
 };
 
 inline void setTitle(HVHierarchyDictionary& view, const TitleFields& fields) {

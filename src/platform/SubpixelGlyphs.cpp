@@ -1,5 +1,6 @@
 #include "platform/SubpixelGlyphs.h"
 
+#include <cairo-ft.h>
 #include <pango/pangocairo.h>
 
 #include <algorithm>
@@ -57,11 +58,25 @@ class GlyphCache {
     fonts_.clear();
   }
 
+  /// Whether the font's glyphs are outlines of one colour, which this fills; colour and bitmap
+  /// glyphs (emoji fonts) are left to Cairo's own drawing. Asked before image() for each font.
+  bool drawsFromOutlines(cairo_scaled_font_t* font) {
+    if (auto found = fonts_.find(font); found != fonts_.end()) return found->second.outlines;
+    bool outlines = false;
+    if (cairo_scaled_font_get_type(font) == CAIRO_FONT_TYPE_FT) {
+      if (FT_Face face = cairo_ft_scaled_font_lock_face(font)) {
+        outlines = FT_IS_SCALABLE(face) && !FT_HAS_COLOR(face);
+        cairo_ft_scaled_font_unlock_face(font);
+      }
+    }
+    // A font keyed by its address is held, so that no other font takes that address meanwhile.
+    fonts_.emplace(font, FontEntry{CairoUniquePtr<cairo_scaled_font_t>(cairo_scaled_font_reference(font)), outlines});
+    return outlines;
+  }
+
   const GlyphImage& image(cairo_scaled_font_t* font, double scaleX, double scaleY, unsigned long glyph, int phase) {
     const GlyphKey key{font, scaleX, scaleY, glyph, phase};
     if (auto found = glyphs_.find(key); found != glyphs_.end()) return found->second;
-    // A font keyed by its address is held, so that no other font takes that address meanwhile.
-    if (!fonts_.count(font)) fonts_.emplace(font, cairo_scaled_font_reference(font));
     return glyphs_.emplace(key, rasterize(font, scaleX, scaleY, glyph, phase)).first->second;
   }
 
@@ -122,7 +137,11 @@ class GlyphCache {
   CairoUniquePtr<cairo_t> canvasContext_;
   int canvasWidth_ = 0, canvasHeight_ = 0;
   std::unordered_map<GlyphKey, GlyphImage, GlyphKeyHash> glyphs_;
-  std::unordered_map<const cairo_scaled_font_t*, CairoUniquePtr<cairo_scaled_font_t>> fonts_;
+  struct FontEntry {
+    CairoUniquePtr<cairo_scaled_font_t> held;
+    bool outlines;
+  };
+  std::unordered_map<const cairo_scaled_font_t*, FontEntry> fonts_;
 };
 
 /// Attributes that draw more than the glyphs in the context's one colour.
@@ -169,7 +188,9 @@ bool drawLineSubpixel(cairo_t* cr, PangoLayoutLine* line, double x, double basel
     const auto* run = static_cast<const PangoGlyphItem*>(r->data);
     if (!drawsOnlyGlyphs(run->item) || run->start_x_offset != 0 || run->end_x_offset != 0) return false;
     cairo_scaled_font_t* font = pango_cairo_font_get_scaled_font(PANGO_CAIRO_FONT(run->item->analysis.font));
-    if (!font || cairo_scaled_font_status(font) != CAIRO_STATUS_SUCCESS) return false;
+    if (!font || cairo_scaled_font_status(font) != CAIRO_STATUS_SUCCESS || !cache.drawsFromOutlines(font)) {
+      return false;
+    }
     cairo_matrix_t em;
     cairo_scaled_font_get_font_matrix(font, &em);
     if (std::hypot(em.yx, em.yy) * m.yy > kLargestSubpixelEm || std::hypot(em.xx, em.xy) * m.xx > kLargestSubpixelEm) {

@@ -12,8 +12,8 @@ namespace zerva {
 /// Draws a laid-out line, the left end of its baseline at (x, baseline) in user space, in the
 /// context's source through its clip. False, having drawn nothing, for a line this does not
 /// draw: a turned or mirrored context, colours, decorations or shapes in the line, a glyph the
-/// font lacks, glyphs over kLargestSubpixelEm device pixels. The caller then draws it through
-/// Pango, on whole pixels.
+/// font lacks, a font of bitmap or colour glyphs, glyphs over kLargestSubpixelEm device pixels.
+/// The caller then draws it through Pango, on whole pixels.
 bool drawLineSubpixel(cairo_t* cr, PangoLayoutLine* line, double x, double baseline);
 
 /// Above this em size in device pixels half a pixel no longer brings letters together.

@@ -26,6 +26,8 @@ constexpr int kFitSlack = 16;  // Pango units
 // Laid-out texts kept per thread. A screen redrawn frame after frame sets the same labels
 // again; keeping them makes measuring and drawing them again nearly free.
 constexpr std::size_t kKeptLayouts = 256;
+// Larger than any screen; Pango's sizes must stay well inside an int of 1/1024 points.
+constexpr double kLargestFontSize = 10000;
 
 struct PangoRelease {
   void operator()(PangoFontMap* p) const { g_object_unref(p); }
@@ -42,8 +44,9 @@ PangoUniquePtr<PangoFontDescription> fontDescription(double size, bool bold) {
   PangoUniquePtr<PangoFontDescription> d(pango_font_description_new());
   pango_font_description_set_family_static(d.get(), "DejaVu Sans");
   pango_font_description_set_weight(d.get(), bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
-  // Absolute: sizes are in user-space units (points), whatever the resolution.
-  pango_font_description_set_absolute_size(d.get(), size * kPango);
+  // Absolute: sizes are in user-space units (points), whatever the resolution. Pango keeps sizes
+  // as whole 1/1024 points in an int; a size beyond kLargestFontSize is drawn at it.
+  pango_font_description_set_absolute_size(d.get(), (size > 0 ? std::min(size, kLargestFontSize) : 0.0) * kPango);
   return d;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 #include <stdexcept>
 #include <thread>
@@ -152,6 +153,18 @@ TEST(TextDrawingTests, TruncatedTextStaysInsideItsRect) {
     EXPECT_LE(CGRectGetMaxX(ink), 130) << mode;
     EXPECT_LE(CGRectGetMaxY(ink), 10 + lh) << mode;
   }
+}
+
+// Pango holds sizes as whole 1/1024 points in an int: a larger size overflowed into a negative
+// one that Pango refused with a critical warning, and Cairo leaked the failed font. Such sizes
+// are laid out at the largest the engine takes.
+TEST(TextDrawingTests, AFontTooLargeForTheTextEngineIsLaidOutAtTheLargestItTakes) {
+  const CGRect largest = boundingRectWithSize("W", {kUnlimited, kUnlimited}, kLabelOptions, attrs(10000));
+  for (double size : {3e6, 1e12, std::numeric_limits<double>::infinity()}) {
+    const CGRect rect = boundingRectWithSize("W", {kUnlimited, kUnlimited}, kLabelOptions, attrs(size));
+    EXPECT_EQ(rect.size.width, largest.size.width) << size;
+  }
+  EXPECT_GT(largest.size.width, 5000);
 }
 
 TEST(TextDrawingTests, LayoutIsTheSameAtEveryScale) {

@@ -21,6 +21,7 @@ constexpr int kPhases = 4;  // glyph positions per device pixel
 constexpr std::size_t kKeptGlyphs = 8192;
 // Glyphs placed further out than this many device pixels (or at no number) go to Pango.
 constexpr double kFar = 1 << 24;
+constexpr int kLargestMask = 32767;  // Cairo's largest image side
 
 /// One glyph's coverage at one scale and quarter-pixel phase, placed relative to the whole
 /// device pixel its origin falls in.
@@ -93,6 +94,7 @@ class GlyphCache {
     image.width = static_cast<int>(std::ceil(scaleX * (ink.x_bearing + ink.width) + shift)) + 1 - image.left;
     image.height = static_cast<int>(std::ceil(scaleY * (ink.y_bearing + ink.height))) + 1 - image.top;
     cairo_t* cr = canvasFor(image.width, image.height);
+    if (!cr) return GlyphImage{};
     // The outline comes from the font as Pango made it (kept there for every scale), and is filled
     // scaled and shifted to its place: the coverage Cairo's own glyph would have there.
     cairo_identity_matrix(cr);
@@ -105,6 +107,12 @@ class GlyphCache {
     cairo_set_matrix(cr, &place);
     cairo_append_path(cr, outline.get());
     cairo_fill(cr);
+    if (cairo_status(cr) != CAIRO_STATUS_SUCCESS) {
+      // A glyph the font cannot give (a damaged font) leaves the context in error for good: the
+      // glyph is left out and the next one gets a new canvas.
+      dropCanvas();
+      return GlyphImage{};
+    }
     cairo_surface_flush(canvas_.get());
     const unsigned char* pixels = cairo_image_surface_get_data(canvas_.get());
     const int stride = cairo_image_surface_get_stride(canvas_.get());
@@ -116,14 +124,20 @@ class GlyphCache {
     return image;
   }
 
-  /// A cleared corner of at least width x height of this thread's glyph canvas, and its context.
+  /// A cleared corner of at least width x height of this thread's glyph canvas, and its context;
+  /// nullptr when Cairo cannot make one (out of memory).
   cairo_t* canvasFor(int width, int height) {
     if (!canvas_ || width > canvasWidth_ || height > canvasHeight_) {
-      canvasWidth_ = std::max({canvasWidth_, width, 64});
-      canvasHeight_ = std::max({canvasHeight_, height, 64});
-      canvasContext_.reset();
-      canvas_.reset(cairo_image_surface_create(CAIRO_FORMAT_A8, canvasWidth_, canvasHeight_));
+      const int newWidth = std::max({canvasWidth_, width, 64}), newHeight = std::max({canvasHeight_, height, 64});
+      dropCanvas();
+      canvas_.reset(cairo_image_surface_create(CAIRO_FORMAT_A8, newWidth, newHeight));
       canvasContext_.reset(cairo_create(canvas_.get()));
+      if (cairo_status(canvasContext_.get()) != CAIRO_STATUS_SUCCESS) {
+        dropCanvas();
+        return nullptr;
+      }
+      canvasWidth_ = newWidth;
+      canvasHeight_ = newHeight;
     }
     cairo_surface_flush(canvas_.get());
     unsigned char* pixels = cairo_image_surface_get_data(canvas_.get());
@@ -131,6 +145,12 @@ class GlyphCache {
     for (int row = 0; row < height; ++row) std::memset(pixels + static_cast<std::size_t>(row) * stride, 0, width);
     cairo_surface_mark_dirty(canvas_.get());
     return canvasContext_.get();
+  }
+
+  void dropCanvas() {
+    canvasContext_.reset();
+    canvas_.reset();
+    canvasWidth_ = canvasHeight_ = 0;
   }
 
   CairoUniquePtr<cairo_surface_t> canvas_;
@@ -236,6 +256,8 @@ bool drawLineSubpixel(cairo_t* cr, PangoLayoutLine* line, double x, double basel
   bottom = std::min(bottom, gy1);
   if (right <= left || bottom <= top) return true;
   const int width = right - left, height = bottom - top;
+  // Only an unbounded target gets here (bitmaps are smaller); Cairo's own path copes with it.
+  if (width > kLargestMask || height > kLargestMask) return false;
   const int stride = cairo_format_stride_for_width(CAIRO_FORMAT_A8, width);
   thread_local std::vector<std::uint8_t> mask;
   mask.assign(static_cast<std::size_t>(stride) * height, 0);

@@ -97,6 +97,14 @@ bool clipLeavesWholeBitmap(CGContext::Impl& impl) {
          (!impl.state.deviceClip || CGRectContainsRect(*impl.state.deviceClip, wholeBitmap(impl)));
 }
 
+/// Whether painting the rectangle (user space) would reach every pixel of the bitmap: no clip
+/// narrower than the bitmap, and the rectangle over all of it.
+bool paintsWholeBitmap(CGContext::Impl& impl, CGRect rect) {
+  if (!clipLeavesWholeBitmap(impl)) return false;
+  const auto device = deviceRect(impl.cr.get(), rect);
+  return device && CGRectContainsRect(*device, wholeBitmap(impl));
+}
+
 /// Whether drawing at the placement would paint every pixel of the bitmap: no clip narrower than
 /// the bitmap, and the placement the whole of it.
 bool coversWholeBitmap(CGContext::Impl& impl, const ImagePlacement& p) {
@@ -111,11 +119,9 @@ std::uint32_t opaqueWord(const CGColor& c) {
 
 /// A first opaque fill of the whole of a fresh bitmap: the bitmap starts in its colour instead.
 bool fillsFreshBitmap(CGContext::Impl& impl, CGRect rect) {
-  if (!impl.pendingStartOpaque || impl.state.alpha < 1 || impl.state.fill.alpha < 1 || !clipLeavesWholeBitmap(impl)) {
+  if (!impl.pendingStartOpaque || impl.state.alpha < 1 || impl.state.fill.alpha < 1 || !paintsWholeBitmap(impl, rect)) {
     return false;
   }
-  const auto device = deviceRect(impl.cr.get(), rect);
-  if (!device || !CGRectContainsRect(*device, wholeBitmap(impl))) return false;
   fillBitmap(impl.surface.get(), opaqueWord(impl.state.fill));
   impl.pendingStartOpaque.reset();
   return true;
@@ -276,9 +282,7 @@ void drawImageInRect(CGContext& context, CGRect rect, const CGImage& image, bool
     }
   }
   // Over a fresh clear bitmap that the picture covers whole, painting over clear is painting.
-  const auto device = deviceRect(cr, r);
-  const bool replacesClear = impl.pendingStartOpaque == false && impl.state.alpha >= 1 && clipLeavesWholeBitmap(impl) &&
-                             device && CGRectContainsRect(*device, wholeBitmap(impl));
+  const bool replacesClear = impl.pendingStartOpaque == false && impl.state.alpha >= 1 && paintsWholeBitmap(impl, r);
   if (replacesClear) {
     impl.pendingStartOpaque.reset();
   } else {
